@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages Scrivlet needs to build and run; with --test, also what its tests drive.
+set -euo pipefail
+
+packages=(
+    # build
+    cmake ninja-build g++ pkg-config qt6-base-dev qt6-svg-dev libgl-dev
+    libtesseract-dev libleptonica-dev libzxing-dev
+    libxcb1-dev libxcb-xkb-dev libxkbcommon-dev libxkbcommon-x11-dev
+    # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
+    tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
+)
+if [[ "${1:-}" == "--test" ]]; then
+    packages+=(
+        xvfb xdotool scrot trayer xclip imagemagick x11-xkb-utils xdg-utils dbus
+        libxcb-xfixes0-dev fonts-dejavu-core
+    )
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+        missing+=("$package")
+    fi
+done
+if ((${#missing[@]})); then
+    sudo=""
+    [[ $(id -u) -ne 0 ]] && sudo="sudo"
+    $sudo apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

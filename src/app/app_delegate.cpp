@@ -1,0 +1,212 @@
+#include "app/app_delegate.h"
+
+#include "app/diagnostics.h"
+#include "app/key_equivalent.h"
+#include "app/preferences.h"
+#include "app/settings_window_controller.h"
+#include "platform/private_directory.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QDir>
+#include <QIcon>
+#include <QMenu>
+#include <QMessageBox>
+#include <QSystemTrayIcon>
+#include <QTextBoundaryFinder>
+
+namespace {
+
+constexpr qsizetype historyTitleLength = 60;
+
+QString temporaryDirectory()
+{
+    if (auto directory = Platform::privateRuntimeDirectory())
+        return *directory;
+    // Nowhere private to write: captures then fail to save and end silently, like a cancelled selection.
+    printLine(QStringLiteral("no private directory for captures"));
+    return QDir::tempPath() + QLatin1Char('/');
+}
+
+// The entry itself when it has at most 60 user-perceived characters, else its first 59 and "…".
+QString historyTitle(const QString &entry)
+{
+    QTextBoundaryFinder graphemes(QTextBoundaryFinder::Grapheme, entry);
+    qsizetype count = 0;
+    qsizetype cutAt = -1;
+    while (graphemes.toNextBoundary() != -1) {
+        ++count;
+        if (count == historyTitleLength - 1)
+            cutAt = graphemes.position();
+        if (count > historyTitleLength)
+            return entry.left(cutAt) + QChar(0x2026);
+    }
+    return entry;
+}
+
+// QMenu reads "&" as the mark of a mnemonic.
+QString escapeMnemonics(QString title)
+{
+    return title.replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
+
+void copyToClipboard(const QString &text)
+{
+    QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(Platform::Services services, QObject *parent)
+    : QObject(parent), m_services(std::move(services)), m_statusItem(std::make_unique<QSystemTrayIcon>()),
+      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<QMenu>())
+{
+    m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
+    m_captureStep = std::make_unique<CaptureStep>(m_services.captureTool.get(), *m_services.urlOpener,
+                                                  m_services.displayServer, m_tmpDir);
+}
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    setUpStatusItem();
+}
+
+void AppDelegate::setUpStatusItem()
+{
+    m_statusItem->setIcon(QIcon(QStringLiteral(":/icons/ScrivletIcon1.svg")));
+    m_statusItem->setToolTip(QStringLiteral("Scrivlet"));
+    buildMainMenu();
+    // Shown even without a tray yet: the icon is embedded as soon as a panel starts after us.
+    m_statusItem->show();
+}
+
+void AppDelegate::buildMainMenu()
+{
+    QMenu *menu = m_mainMenu.get();
+    QAction *grab = menu->addAction(QStringLiteral("Grab Text"), this, &AppDelegate::grabAction);
+    setKeyEquivalent(grab, QStringLiteral("2"), Qt::ShiftModifier | Qt::MetaModifier);
+    menu->addAction(QStringLiteral("Read QR Code"), this, &AppDelegate::readQRCode);
+    menu->addSeparator();
+    menu->addAction(m_historyMenu);
+    buildHistoryMenu();
+    menu->addSeparator();
+    menu->addAction(QStringLiteral("Settings..."), this, &AppDelegate::settings);
+    menu->addAction(QStringLiteral("About Scrivlet"), this, &AppDelegate::about);
+    menu->addSeparator();
+    QAction *quit = menu->addAction(QStringLiteral("Quit"), this, &AppDelegate::terminate);
+    setKeyEquivalent(quit, QStringLiteral("q"), Qt::MetaModifier);
+    m_statusItem->setContextMenu(menu);
+}
+
+void AppDelegate::buildHistoryMenu()
+{
+    auto submenu = new QMenu(m_mainMenu.get());
+    const QStringList history = textHistory(sharedDefaults());
+    if (history.isEmpty()) {
+        submenu->addAction(QStringLiteral("No items"))->setEnabled(false);
+    } else {
+        int number = 1;
+        for (const QString &entry : history) {
+            QAction *item = submenu->addAction(escapeMnemonics(historyTitle(entry)));
+            item->setData(entry);
+            setKeyEquivalent(item, QString::number(number), Qt::MetaModifier);
+            connect(item, &QAction::triggered, this, [this, item] { historyItemClicked(item); });
+            number = (number + 1) % 10;
+        }
+        submenu->addSeparator();
+        submenu->addAction(QStringLiteral("Clear History"), this, &AppDelegate::clearHistory);
+    }
+    QMenu *previous = m_historyMenu->menu();
+    m_historyMenu->setMenu(submenu);
+    if (previous)
+        previous->deleteLater(); // it may be on screen right now
+}
+
+void AppDelegate::historyItemClicked(const QAction *item)
+{
+    copyToClipboard(item->data().toString());
+}
+
+void AppDelegate::clearHistory()
+{
+    UserDefaults shared = sharedDefaults();
+    setTextHistory(shared, {});
+    buildHistoryMenu();
+}
+
+void AppDelegate::grabAction()
+{
+    getText();
+}
+
+void AppDelegate::getText()
+{
+    m_captureStep->run([](const QImage &) {});
+}
+
+void AppDelegate::readQRCode()
+{
+    m_captureStep->run([](const QImage &) {});
+}
+
+void AppDelegate::settings()
+{
+    if (!m_settingsWindowController)
+        m_settingsWindowController = std::make_unique<SettingsWindowController>();
+    m_settingsWindowController->showWindow();
+}
+
+void AppDelegate::about()
+{
+    if (!m_aboutBox) {
+        m_aboutBox = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("About Scrivlet"),
+                                     QStringLiteral("<h3>Scrivlet %1</h3>").arg(QStringLiteral(SCRIVLET_VERSION)),
+                                     QMessageBox::Ok);
+        m_aboutBox->setIconPixmap(QIcon(QStringLiteral(":/icons/ScrivletIcon1.svg")).pixmap(64, 64));
+        m_aboutBox->setInformativeText(
+            QStringLiteral("Copies the text shown in any part of the screen, and the contents of QR codes and "
+                           "barcodes.<br><br>Text recognition by Tesseract, barcodes by ZXing-cpp, built with "
+                           "Qt %1.")
+                .arg(QString::fromLatin1(qVersion())));
+        m_aboutBox->setAttribute(Qt::WA_DeleteOnClose);
+        m_aboutBox->setModal(false);
+    }
+    m_aboutBox->show();
+    m_aboutBox->raise();
+    m_aboutBox->activateWindow();
+}
+
+void AppDelegate::terminate()
+{
+    QCoreApplication::quit();
+}
+
+void AppDelegate::openUrls(const QList<QUrl> &urls)
+{
+    m_pendingUrls.insert(m_pendingUrls.end(), urls.begin(), urls.end());
+    // A capture waits for the user inside openUrl(); requests that arrive meanwhile are taken up here after it.
+    if (m_openingUrls)
+        return;
+    m_openingUrls = true;
+    while (!m_pendingUrls.empty()) {
+        const QUrl url = m_pendingUrls.front();
+        m_pendingUrls.pop_front();
+        openUrl(url);
+    }
+    m_openingUrls = false;
+}
+
+void AppDelegate::openUrl(const QUrl &url)
+{
+    // Only the path counts: "scrivlet:///_Grab_", "scrivlet:_Grab_" and "other://host/_Grab_" all grab.
+    QString path = url.path();
+    while (path.startsWith(QLatin1Char('/')))
+        path.remove(0, 1);
+    if (path == u"_Grab_")
+        getText();
+    if (path == u"_clear-history_")
+        clearHistory();
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "app/capture_step.h"
+#include "platform/platform.h"
+
+#include <QImage>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <deque>
+#include <memory>
+
+class QAction;
+class QMenu;
+class QMessageBox;
+class QSystemTrayIcon;
+class SettingsWindowController;
+
+// The one controller of the program: owns the tray icon and its menu, and turns menu choices, URL requests and
+// the global shortcut into captures. Lives on the main thread for the whole process.
+class AppDelegate : public QObject {
+    Q_OBJECT
+public:
+    explicit AppDelegate(Platform::Services services, QObject *parent = nullptr);
+    ~AppDelegate() override;
+
+    void applicationDidFinishLaunching();
+    // Runs the requests one after the other; requests that arrive during a capture wait for it to end.
+    void openUrls(const QList<QUrl> &urls);
+
+    // Menu actions.
+    void grabAction();
+    void getText();
+    void readQRCode();
+    void settings();
+    void about();
+    void terminate();
+    void historyItemClicked(const QAction *item);
+    void clearHistory();
+
+    void buildHistoryMenu();
+
+    QSystemTrayIcon *statusItem() const { return m_statusItem.get(); }
+    QMenu *mainMenu() const { return m_mainMenu.get(); }
+    QAction *historyMenu() const { return m_historyMenu; }
+    QString tmpDir() const { return m_tmpDir; }
+    SettingsWindowController *settingsWindowController() const { return m_settingsWindowController.get(); }
+    CaptureStep &captureStep() { return *m_captureStep; }
+
+private:
+    void setUpStatusItem();
+    void buildMainMenu();
+    void openUrl(const QUrl &url);
+
+    Platform::Services m_services;
+    std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    std::unique_ptr<SettingsWindowController> m_settingsWindowController;
+    QString m_tmpDir;
+    std::unique_ptr<QMenu> m_mainMenu;
+    QAction *m_historyMenu = nullptr; // owned by m_mainMenu
+    std::unique_ptr<CaptureStep> m_captureStep;
+    QPointer<QMessageBox> m_aboutBox;
+    std::deque<QUrl> m_pendingUrls;
+    bool m_openingUrls = false;
+};

@@ -1,0 +1,73 @@
+#include "app/app_delegate.h"
+#include "app/single_instance.h"
+#include "platform/platform.h"
+#include "platform/private_directory.h"
+
+#include <QApplication>
+#include <QTimer>
+#include <QUrl>
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace {
+
+// libgomp reads OMP_THREAD_LIMIT when the process loads it, before main(). Without the limit Tesseract's
+// OpenMP threads make recognition several times slower on small machines, so start once more with it set.
+void restartWithSingleThreadedOpenMP(char **argv)
+{
+    if (std::getenv("OMP_THREAD_LIMIT"))
+        return;
+    ::setenv("OMP_THREAD_LIMIT", "1", 1);
+    ::execv("/proc/self/exe", argv);
+    // Not fatal: recognition is only slower.
+}
+
+QList<QUrl> urlsFromArguments(int argc, char **argv)
+{
+    QList<QUrl> urls;
+    for (int i = 1; i < argc; ++i) {
+        const QUrl url(QString::fromLocal8Bit(argv[i]), QUrl::StrictMode);
+        if (url.isValid())
+            urls.append(url);
+        else
+            std::fprintf(stderr, "scrivlet: ignoring %s: not a URL\n", argv[i]);
+    }
+    return urls;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    restartWithSingleThreadedOpenMP(argv);
+
+    const QList<QUrl> urls = urlsFromArguments(argc, argv);
+    const std::optional<QString> runtimeDirectory = Platform::privateRuntimeDirectory();
+    std::unique_ptr<SingleInstance> instance;
+    if (runtimeDirectory) {
+        instance = SingleInstance::claim(*runtimeDirectory);
+        if (!instance) {
+            if (urls.isEmpty() || SingleInstance::forward(*runtimeDirectory, urls))
+                return EXIT_SUCCESS;
+            std::fprintf(stderr, "scrivlet: another instance is running but does not answer\n");
+            return EXIT_FAILURE;
+        }
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("scrivlet"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Scrivlet"));
+    QApplication::setApplicationVersion(QStringLiteral(SCRIVLET_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("scrivlet"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    AppDelegate delegate(Platform::detectServices());
+    if (instance)
+        QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
+    delegate.applicationDidFinishLaunching();
+    if (!urls.isEmpty())
+        QTimer::singleShot(0, &delegate, [&delegate, urls] { delegate.openUrls(urls); });
+    return app.exec();
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "user_defaults/user_defaults.h"
+
+#include <QDateTime>
+#include <QStringList>
+
+// Keys of the values the application keeps in its defaults.
+namespace Keys {
+inline const QString textHistory = QStringLiteral("textHistory");
+inline const QString numberOfUsages = QStringLiteral("numberOfUsages");
+} // namespace Keys
+
+namespace Values {
+inline const QStringList textHistory = {};
+} // namespace Values
+
+// The suite shared with other programs of the user (desktop widgets, extensions) that show the history.
+inline const QString appGroupIdentifier = QStringLiteral("group.scrivlet");
+UserDefaults sharedDefaults();
+
+// Recognised texts, newest first; a stored value that is not an array of strings reads as the empty history.
+QStringList textHistory(const UserDefaults &defaults);
+void setTextHistory(UserDefaults &defaults, const QStringList &history);
+
+qint64 numberOfUsages(const UserDefaults &defaults);
+void setNumberOfUsages(UserDefaults &defaults, qint64 count);
+
+// Stored as whole seconds since 1970 (the fraction dropped); absent reads as 1970-01-01T00:00:00Z.
+QDateTime lastReviewRequestedAt(const UserDefaults &defaults);
+void setLastReviewRequestedAt(UserDefaults &defaults, const QDateTime &time);

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/url_opener.h"
+
+namespace Platform {
+
+class DesktopUrlOpener final : public UrlOpener {
+public:
+    void open(const QUrl &url) override;
+};
+
+} // namespace Platform

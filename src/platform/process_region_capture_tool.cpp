@@ -1,0 +1,109 @@
+#include "platform/process_region_capture_tool.h"
+
+#include <QEventLoop>
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QTimer>
+
+#include <algorithm>
+#include <utility>
+
+Q_LOGGING_CATEGORY(lcCapture, "scrivlet.capture")
+
+namespace Platform {
+namespace {
+
+struct Candidate {
+    QStringList requiredPrograms;
+    CaptureToolCommand command;
+};
+
+QList<Candidate> candidatesFor(DisplayServer server)
+{
+    const QString file = QStringLiteral("%f");
+    if (server == DisplayServer::wayland) {
+        return {
+            {{QStringLiteral("grim"), QStringLiteral("slurp")},
+             {QStringLiteral("sh"),
+              {QStringLiteral("-c"), QStringLiteral(R"(region=$(slurp) && exec grim -g "$region" "$1")"),
+               QStringLiteral("sh"), file}}},
+        };
+    }
+    return {
+        {{QStringLiteral("maim"), QStringLiteral("slop")},
+         {QStringLiteral("maim"), {QStringLiteral("-s"), QStringLiteral("-u"), file}}},
+        // flameshot writes the PNG to standard output and nothing on cancel.
+        {{QStringLiteral("flameshot")},
+         {QStringLiteral("flameshot"),
+          {QStringLiteral("gui"), QStringLiteral("--raw"), QStringLiteral("--accept-on-select")},
+          true}},
+        {{QStringLiteral("gnome-screenshot")},
+         {QStringLiteral("gnome-screenshot"), {QStringLiteral("-a"), QStringLiteral("-f"), file}}},
+        {{QStringLiteral("scrot")}, {QStringLiteral("scrot"), {QStringLiteral("-s"), QStringLiteral("-o"), file}}},
+    };
+}
+
+} // namespace
+
+std::optional<CaptureToolCommand> findCaptureTool(DisplayServer server,
+                                                  const std::function<bool(const QString &)> &isInstalled)
+{
+    for (const Candidate &candidate : candidatesFor(server)) {
+        if (std::all_of(candidate.requiredPrograms.begin(), candidate.requiredPrograms.end(), isInstalled))
+            return candidate.command;
+    }
+    return std::nullopt;
+}
+
+QString captureToolPackages(DisplayServer server)
+{
+    return server == DisplayServer::wayland ? QStringLiteral("grim slurp") : QStringLiteral("maim slop");
+}
+
+ProcessRegionCaptureTool::ProcessRegionCaptureTool(CaptureToolCommand command) : m_command(std::move(command)) {}
+
+void ProcessRegionCaptureTool::captureRegion(const QString &destination)
+{
+    QStringList arguments;
+    for (const QString &argument : std::as_const(m_command.arguments))
+        arguments.append(argument == u"%f" ? destination : argument);
+
+    QProcess process;
+    process.setProgram(m_command.program);
+    process.setArguments(arguments);
+    process.setStandardInputFile(QProcess::nullDevice());
+    if (m_command.writesImageToStandardOutput)
+        process.setStandardOutputFile(destination, QIODevice::Truncate);
+    else
+        process.setStandardOutputFile(QProcess::nullDevice());
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+
+    QEventLoop loop;
+    QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&process, &QProcess::errorOccurred, &loop, [&](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            loop.quit();
+    });
+    QTimer limit;
+    limit.setSingleShot(true);
+    QObject::connect(&limit, &QTimer::timeout, &loop, [&] {
+        qCWarning(lcCapture) << m_command.program << "did not finish in time; stopping it";
+        process.kill();
+    });
+
+    process.start();
+    if (process.state() == QProcess::NotRunning && process.error() == QProcess::FailedToStart) {
+        qCWarning(lcCapture) << "cannot start" << m_command.program << process.errorString();
+        return;
+    }
+    limit.start(timeLimit);
+    // Input stays queued until the tool is done: the selection belongs to the tool, and a second capture
+    // must not start inside this one.
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished(1000);
+    }
+}
+
+} // namespace Platform

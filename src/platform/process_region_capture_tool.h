@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/display_server.h"
+#include "platform/region_capture_tool.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace Platform {
+
+// How to start one capture tool. "%f" in an argument stands for the destination file.
+struct CaptureToolCommand {
+    QString program;
+    QStringList arguments;
+    bool writesImageToStandardOutput = false;
+
+    friend bool operator==(const CaptureToolCommand &, const CaptureToolCommand &) = default;
+};
+
+// The first region tool of the session's preference list whose programs are all installed.
+std::optional<CaptureToolCommand> findCaptureTool(DisplayServer, const std::function<bool(const QString &)> &isInstalled);
+
+// The Debian packages that provide the preferred tool for that display server, for messages to the user.
+QString captureToolPackages(DisplayServer);
+
+// Runs a capture tool as a child process.
+class ProcessRegionCaptureTool final : public RegionCaptureTool {
+public:
+    explicit ProcessRegionCaptureTool(CaptureToolCommand command);
+    void captureRegion(const QString &destination) override;
+
+    // A tool that hangs (slop can spin forever on an odd event sequence) must not hang Scrivlet with it.
+    static constexpr std::chrono::minutes timeLimit{10};
+
+private:
+    CaptureToolCommand m_command;
+};
+
+} // namespace Platform
