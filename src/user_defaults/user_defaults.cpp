@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLockFile>
+#include <QLocale>
 #include <QLoggingCategory>
 #include <QSaveFile>
 #include <QStandardPaths>
@@ -136,7 +137,7 @@ std::optional<QString> UserDefaults::string(const QString &key) const
     if (value.isDouble()) {
         if (const qint64 whole = value.toInteger(notAnInteger); whole != notAnInteger)
             return QString::number(whole);
-        return QString::number(value.toDouble(), 'g', 17);
+        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
     }
     return std::nullopt;
 }
