@@ -1,0 +1,214 @@
+// Accuracy and speed of the recognition engines on a corpus of captures; see README.md.
+#include "manifest.h"
+#include "scoring.h"
+
+#include "platform/captured_image.h"
+#include "platform/tesseract_text_recognizer.h"
+#include "platform/zxing_barcode_detector.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct Timings {
+    std::vector<double> ms;
+
+    [[nodiscard]] double percentile(double fraction) const
+    {
+        if (ms.empty())
+            return 0;
+        std::vector<double> sorted = ms;
+        std::sort(sorted.begin(), sorted.end());
+        // Nearest rank.
+        const auto rank = size_t(std::max(1.0, std::ceil(fraction * double(sorted.size()))));
+        return sorted[rank - 1];
+    }
+};
+
+int usage()
+{
+    std::fprintf(stderr, "usage: scrivlet-bench ocr MANIFEST [--out DIR] [--tune NAME=VALUE]...\n"
+                         "       scrivlet-bench barcode MANIFEST\n");
+    return 2;
+}
+
+bool applyTuning(Platform::TesseractTuning &tuning, const QString &setting)
+{
+    const auto name = setting.section(u'=', 0, 0);
+    bool ok = false;
+    const double value = setting.section(u'=', 1).toDouble(&ok);
+    if (!ok)
+        return false;
+    if (name == u"line")
+        tuning.image.targetLineHeight = value;
+    else if (name == u"maxscale")
+        tuning.image.maxScale = value;
+    else if (name == u"minscale")
+        tuning.image.minScale = value;
+    else if (name == u"padding")
+        tuning.image.padding = int(value);
+    else if (name == u"stretch")
+        tuning.image.stretchContrast = value != 0;
+    else if (name == u"dpi")
+        tuning.image.fixedResolution = int(value);
+    else if (name == u"psm")
+        tuning.pageSegMode = int(value);
+    else if (name == u"dict")
+        tuning.useDictionary = value != 0;
+    else if (name == u"underscores")
+        tuning.restoreUnderscores = value != 0;
+    else
+        return false;
+    return true;
+}
+
+int runOcr(const Bench::Manifest &manifest, const QString &outDir, const Platform::TesseractTuning &tuning)
+{
+    auto recognizer =
+        Platform::TesseractTextRecognizer::create(Platform::TesseractTextRecognizer::debianModelFolder, tuning);
+    if (!recognizer) {
+        std::fprintf(stderr, "the English text model is not installed\n");
+        return 1;
+    }
+    if (!outDir.isEmpty() && !QDir().mkpath(outDir)) {
+        std::fprintf(stderr, "cannot create %s\n", qPrintable(outDir));
+        return 1;
+    }
+    // The first request waits for the model; load it before the clock runs.
+    recognizer->recognize(QImage()).waitForFinished();
+
+    Bench::EditCount chars, words;
+    Timings timings;
+    for (const QStringList &cells : manifest.rows) {
+        const Bench::ManifestRow row{cells, &manifest.header};
+        const QString file = row.value(QStringLiteral("file"));
+        QFile gtFile(manifest.path(row.value(QStringLiteral("gt"))));
+        const auto image = Platform::loadCapturedImage(manifest.path(file));
+        if (!image || !gtFile.open(QIODevice::ReadOnly)) {
+            std::printf("%s\tunreadable\n", qPrintable(file));
+            continue;
+        }
+        QElapsedTimer clock;
+        clock.start();
+        auto future = recognizer->recognize(*image);
+        const std::vector<QString> lines = future.result();
+        timings.ms.push_back(double(clock.nsecsElapsed()) / 1e6);
+
+        QStringList joined(lines.begin(), lines.end());
+        const QString text = joined.join(u'\n');
+        if (!outDir.isEmpty()) {
+            QFile out(QDir(outDir).filePath(QFileInfo(file).completeBaseName() + QStringLiteral(".txt")));
+            if (out.open(QIODevice::WriteOnly | QIODevice::Truncate))
+                out.write(text.toUtf8());
+        }
+        const QString reference = Bench::normalizedText(QString::fromUtf8(gtFile.readAll()));
+        const QString hypothesis = Bench::normalizedText(text);
+        const auto c = Bench::characterEdits(reference, hypothesis);
+        const auto w = Bench::wordEdits(reference, hypothesis);
+        chars.distance += c.distance;
+        chars.referenceLength += c.referenceLength;
+        words.distance += w.distance;
+        words.referenceLength += w.referenceLength;
+        std::printf("%s\tchar_errors=%lld/%lld\tword_errors=%lld/%lld\tms=%.1f\n", qPrintable(file),
+                    static_cast<long long>(c.distance), static_cast<long long>(c.referenceLength),
+                    static_cast<long long>(w.distance), static_cast<long long>(w.referenceLength), timings.ms.back());
+    }
+    const auto percent = [](const Bench::EditCount &e) {
+        return e.referenceLength ? 100.0 * double(e.distance) / double(e.referenceLength) : 0.0;
+    };
+    std::printf("CER=%.2f WER=%.2f median_ms=%.1f p95_ms=%.1f n=%zu\n", percent(chars), percent(words),
+                timings.percentile(0.5), timings.percentile(0.95), timings.ms.size());
+    return 0;
+}
+
+QString hexOf(const QString &text)
+{
+    return QString::fromLatin1(text.toUtf8().toHex());
+}
+
+int runBarcode(const Bench::Manifest &manifest)
+{
+    Platform::ZXingBarcodeDetector detector;
+    int withCode = 0, decoded = 0, falsePositives = 0;
+    Timings timings;
+    for (const QStringList &cells : manifest.rows) {
+        const Bench::ManifestRow row{cells, &manifest.header};
+        const QString file = row.value(QStringLiteral("file"));
+        const QString expected = row.value(QStringLiteral("expected_hex")).toLower();
+        QStringList accepted = row.value(QStringLiteral("alt_hex")).toLower().split(u',', Qt::SkipEmptyParts);
+        accepted.push_back(expected);
+        const auto image = Platform::loadCapturedImage(manifest.path(file));
+        if (!image) {
+            std::printf("%s\tunreadable\n", qPrintable(file));
+            continue;
+        }
+        QElapsedTimer clock;
+        clock.start();
+        const std::vector<Platform::BarcodeObservation> found = detector.detect(*image).result();
+        timings.ms.push_back(double(clock.nsecsElapsed()) / 1e6);
+
+        const QString first = found.empty() || !found.front().payload ? QString() : hexOf(*found.front().payload);
+        QString verdict;
+        if (expected.isEmpty()) {
+            falsePositives += int(found.size());
+            verdict = found.empty() ? QStringLiteral("ok") : QStringLiteral("FALSE_POSITIVE");
+        } else {
+            ++withCode;
+            const bool ok = !first.isEmpty() && accepted.contains(first);
+            decoded += ok ? 1 : 0;
+            verdict = ok ? QStringLiteral("ok") : QStringLiteral("MISSED");
+        }
+        std::printf("%s\t%s\tms=%.1f\t%s\n", qPrintable(file), qPrintable(verdict), timings.ms.back(),
+                    qPrintable(Platform::describe(found)));
+    }
+    std::printf("decoded=%d/%d false_positives=%d median_ms=%.1f p95_ms=%.1f\n", decoded, withCode, falsePositives,
+                timings.percentile(0.5), timings.percentile(0.95));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Debian's libtesseract starts OpenMP workers that slow recognition down several times on few cores unless
+    // the limit is in the environment before the library loads.
+    if (!std::getenv("OMP_THREAD_LIMIT")) {
+        setenv("OMP_THREAD_LIMIT", "1", 1);
+        execv("/proc/self/exe", argv);
+    }
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments().mid(1);
+    if (args.size() < 2)
+        return usage();
+    const QString mode = args[0];
+    QString outDir;
+    Platform::TesseractTuning tuning;
+    for (int i = 2; i < args.size(); ++i) {
+        if (args[i] == u"--out" && i + 1 < args.size())
+            outDir = args[++i];
+        else if (args[i] == u"--tune" && i + 1 < args.size() && applyTuning(tuning, args[i + 1]))
+            ++i;
+        else
+            return usage();
+    }
+    if (mode == u"ocr") {
+        const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("gt")});
+        return manifest ? runOcr(*manifest, outDir, tuning) : 1;
+    }
+    if (mode == u"barcode") {
+        const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("expected_hex")});
+        return manifest ? runBarcode(*manifest) : 1;
+    }
+    return usage();
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/barcode_observation.h"
+
+#include <QFuture>
+#include <QImage>
+
+#include <vector>
+
+namespace Platform {
+
+// Finds machine-readable codes (QR codes and every other symbology the detector knows) in a captured region.
+class BarcodeDetection {
+public:
+    virtual ~BarcodeDetection() = default;
+
+    // The codes in reading order. Requests are served one at a time, in the order made, at a lower priority
+    // than the caller; the future resolves with nothing when the image holds no code or cannot be read (null,
+    // empty, larger than any screen). Callable from any thread.
+    [[nodiscard]] virtual QFuture<std::vector<BarcodeObservation>> detect(QImage image) = 0;
+};
+
+} // namespace Platform

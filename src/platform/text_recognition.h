@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QFuture>
+#include <QImage>
+#include <QString>
+
+#include <vector>
+
+namespace Platform {
+
+// Recognises the text shown in a captured screen region.
+class TextRecognition {
+public:
+    virtual ~TextRecognition() = default;
+
+    // The image's text lines in reading order, each line's best reading. Requests are served one at a time, in
+    // the order made, off the calling thread; the future resolves with no lines when there is no text or the
+    // image cannot be read (null, empty, larger than any screen). Callable from any thread.
+    [[nodiscard]] virtual QFuture<std::vector<QString>> recognize(QImage image) = 0;
+};
+
+} // namespace Platform
