@@ -1,0 +1,233 @@
+#include "app/app_delegate.h"
+#include "app/key_equivalent.h"
+#include "app/preferences.h"
+#include "app/settings_window_controller.h"
+#include "support/fake_platform.h"
+#include "support/xvfb_server.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QMenu>
+#include <QMessageBox>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+using TestSupport::FakeRegionCaptureTool;
+using TestSupport::FakeUrlOpener;
+
+namespace {
+
+// Titles with their key equivalents, separators as "-", the way a person reads the menu.
+QStringList describe(const QMenu *menu)
+{
+    QStringList items;
+    for (const QAction *action : menu->actions())
+        items << (action->isSeparator() ? QStringLiteral("-") : action->text().replace(QLatin1Char('\t'), " | "));
+    return items;
+}
+
+} // namespace
+
+class AppDelegateTest : public QObject {
+    Q_OBJECT
+
+private:
+    TestSupport::IsolatedXdgEnvironment m_xdg;
+    FakeRegionCaptureTool *m_tool = nullptr;
+    FakeUrlOpener *m_opener = nullptr;
+    std::unique_ptr<AppDelegate> m_delegate;
+
+    void storeHistory(const QStringList &history)
+    {
+        UserDefaults shared = sharedDefaults();
+        setTextHistory(shared, history);
+    }
+
+private slots:
+    void init()
+    {
+        storeHistory({});
+        UserDefaults shared = sharedDefaults();
+        shared.remove(Keys::textHistory);
+        Platform::Services services;
+        auto tool = std::make_unique<FakeRegionCaptureTool>();
+        auto opener = std::make_unique<FakeUrlOpener>();
+        m_tool = tool.get();
+        m_opener = opener.get();
+        services.captureTool = std::move(tool);
+        services.urlOpener = std::move(opener);
+        m_delegate = std::make_unique<AppDelegate>(std::move(services));
+    }
+
+    void cleanup() { m_delegate.reset(); }
+
+    void theTrayItemGetsItsIconAndMenuAtLaunch()
+    {
+        QVERIFY(m_delegate->statusItem()->icon().isNull());
+        QVERIFY(!m_delegate->statusItem()->contextMenu());
+        m_delegate->applicationDidFinishLaunching();
+        QVERIFY(!m_delegate->statusItem()->icon().isNull());
+        QVERIFY(!m_delegate->statusItem()->icon().pixmap(22, 22).isNull()); // the SVG renders
+        QCOMPARE(m_delegate->statusItem()->contextMenu(), m_delegate->mainMenu());
+    }
+
+    void theMenuListsEveryItemInOrder()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QCOMPARE(describe(m_delegate->mainMenu()),
+                 QStringList({"Grab Text | Super+Shift+2", "Read QR Code", "-", "History", "-", "Settings...",
+                              "About Scrivlet", "-", "Quit | Super+Q"}));
+        QCOMPARE(m_delegate->historyMenu()->menu<QMenu *>() != nullptr, true);
+    }
+
+    void anEmptyHistoryShowsOnlyNoItems()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        const auto *submenu = m_delegate->historyMenu()->menu<QMenu *>();
+        QCOMPARE(describe(submenu), QStringList{"No items"});
+        QVERIFY(!submenu->actions().first()->isEnabled());
+    }
+
+    void historyEntriesAreNumberedAndShortened()
+    {
+        const QString sixty(60, QLatin1Char('x'));
+        const QString sixtyOne = QString(59, QLatin1Char('y')) + QStringLiteral("yz");
+        // "e" + combining acute is one character for the reader, two code units.
+        const QString combining = QString(58, QLatin1Char('a')) + QStringLiteral("e\u0301e\u0301e\u0301");
+        storeHistory({sixty, sixtyOne, combining, "Fish & Chips", "line one\nline two", "6", "7", "8", "9",
+                      "tenth"});
+        m_delegate->applicationDidFinishLaunching();
+        const QStringList expected = {
+            sixty + " | Super+1",
+            QString(59, QLatin1Char('y')) + QStringLiteral("\u2026 | Super+2"),
+            QString(58, QLatin1Char('a')) + QStringLiteral("e\u0301\u2026 | Super+3"),
+            "Fish && Chips | Super+4",
+            "line one\nline two | Super+5",
+            "6 | Super+6",
+            "7 | Super+7",
+            "8 | Super+8",
+            "9 | Super+9",
+            "tenth | Super+0",
+            "-",
+            "Clear History"};
+        QCOMPARE(describe(m_delegate->historyMenu()->menu<QMenu *>()), expected);
+    }
+
+    void choosingAShortenedEntryCopiesItWhole()
+    {
+        const QString longText = QString(100, QLatin1Char('q')) + QStringLiteral("\nend");
+        storeHistory({QStringLiteral("newest"), longText});
+        m_delegate->applicationDidFinishLaunching();
+        QGuiApplication::clipboard()->setText(QStringLiteral("before"));
+        m_delegate->historyMenu()->menu<QMenu *>()->actions().at(1)->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), longText);
+        QCOMPARE(textHistory(sharedDefaults()), QStringList({QStringLiteral("newest"), longText})); // unchanged
+    }
+
+    void clearHistoryStoresAnEmptyArray()
+    {
+        storeHistory({QStringLiteral("one"), QStringLiteral("two")});
+        m_delegate->applicationDidFinishLaunching();
+        const QList<QAction *> items = m_delegate->historyMenu()->menu<QMenu *>()->actions();
+        QCOMPARE(menuTitle(items.last()), QStringLiteral("Clear History"));
+        items.last()->trigger();
+        QCOMPARE(sharedDefaults().stringArray(Keys::textHistory), QStringList());
+        QCOMPARE(describe(m_delegate->historyMenu()->menu<QMenu *>()), QStringList{"No items"});
+    }
+
+    void urlPathsDecide_data()
+    {
+        QTest::addColumn<QStringList>("urls");
+        QTest::addColumn<int>("captures");
+        QTest::newRow("three slashes grab") << QStringList{"scrivlet:///_Grab_"} << 1;
+        QTest::newRow("any scheme grabs") << QStringList{"other://somewhere/_Grab_"} << 1;
+        QTest::newRow("a query is not examined") << QStringList{"scrivlet:///_Grab_?from=script"} << 1;
+        QTest::newRow("letter case matters") << QStringList{"scrivlet:///_grab_"} << 0;
+        QTest::newRow("a deeper path is another path") << QStringList{"scrivlet:///x/_Grab_"} << 0;
+        QTest::newRow("the host is not the path") << QStringList{"scrivlet://_Grab_"} << 0;
+        QTest::newRow("two requests grab twice") << QStringList{"scrivlet:///_Grab_", "scrivlet:///_Grab_"} << 2;
+    }
+
+    void urlPathsDecide()
+    {
+        QFETCH(QStringList, urls);
+        QFETCH(int, captures);
+        m_delegate->applicationDidFinishLaunching();
+        QList<QUrl> list;
+        for (const QString &url : urls)
+            list.append(QUrl(url));
+        m_delegate->openUrls(list);
+        QCOMPARE(m_tool->captures, captures);
+        QCOMPARE(m_tool->maximumDepth, captures > 0 ? 1 : 0);
+    }
+
+    void aRequestDuringASelectionWaitsForIt()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        // As if the single-instance socket delivered a request while the user is still selecting.
+        m_tool->duringCapture = [this] {
+            if (m_tool->captures == 1)
+                m_delegate->openUrls({QUrl(QStringLiteral("scrivlet:///_Grab_"))});
+        };
+        m_delegate->openUrls({QUrl(QStringLiteral("scrivlet:///_Grab_"))});
+        QCOMPARE(m_tool->captures, 2);
+        QCOMPARE(m_tool->maximumDepth, 1); // one after the other, never one inside the other
+    }
+
+    void clearHistoryRequestEmptiesEvenAnEmptyHistory()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QVERIFY(!sharedDefaults().contains(Keys::textHistory));
+        m_delegate->openUrls({QUrl(QStringLiteral("scrivlet:///_clear-history_"))});
+        QCOMPARE(sharedDefaults().stringArray(Keys::textHistory), QStringList());
+
+        storeHistory({QStringLiteral("kept?")});
+        m_delegate->buildHistoryMenu();
+        m_delegate->openUrls({QUrl(QStringLiteral("scrivlet:_clear-history_"))});
+        QCOMPARE(sharedDefaults().stringArray(Keys::textHistory), QStringList());
+        QCOMPARE(describe(m_delegate->historyMenu()->menu<QMenu *>()), QStringList{"No items"});
+        QCOMPARE(m_tool->captures, 0);
+    }
+
+    void theMenuStartsCaptures()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        const QList<QAction *> items = m_delegate->mainMenu()->actions();
+        items.at(0)->trigger(); // Grab Text
+        items.at(1)->trigger(); // Read QR Code
+        QCOMPARE(m_tool->captures, 2);
+    }
+
+    void settingsAreCreatedOnce()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QVERIFY(!m_delegate->settingsWindowController());
+        m_delegate->settings();
+        SettingsWindowController *first = m_delegate->settingsWindowController();
+        QVERIFY(first);
+        QVERIFY(first->window()->isVisible());
+        first->window()->close();
+        m_delegate->settings();
+        QCOMPARE(m_delegate->settingsWindowController(), first);
+        QVERIFY(first->window()->isVisible());
+    }
+
+    void aboutShowsOneBoxWithTheVersion()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        m_delegate->about();
+        m_delegate->about();
+        QList<QMessageBox *> boxes;
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
+                boxes.append(box);
+        }
+        QCOMPARE(boxes.size(), 1);
+        QVERIFY(boxes.first()->text().contains(QStringLiteral(SCRIVLET_VERSION)));
+        boxes.first()->close();
+    }
+};
+
+QTEST_MAIN(AppDelegateTest)
+#include "app_delegate_test.moc"
