@@ -60,6 +60,8 @@ bool applyTuning(Platform::TesseractTuning &tuning, const QString &setting)
         tuning.image.padding = int(value);
     else if (name == u"stretch")
         tuning.image.stretchContrast = value != 0;
+    else if (name == u"gamma")
+        tuning.image.inkGamma = value;
     else if (name == u"dpi")
         tuning.image.fixedResolution = int(value);
     else if (name == u"psm")
@@ -107,6 +109,10 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, const Platfor
 
         QStringList joined(lines.begin(), lines.end());
         const QString text = joined.join(u'\n');
+        if (!outDir.isEmpty() && std::getenv("SCRIVLET_BENCH_DUMP")) {
+            if (const auto prepared = Platform::prepareTextImage(*image, tuning.image))
+                prepared->grey.save(QDir(outDir).filePath(QFileInfo(file).completeBaseName() + QStringLiteral(".png")));
+        }
         if (!outDir.isEmpty()) {
             QFile out(QDir(outDir).filePath(QFileInfo(file).completeBaseName() + QStringLiteral(".txt")));
             if (out.open(QIODevice::WriteOnly | QIODevice::Truncate))

@@ -1,5 +1,7 @@
 #include "platform/tesseract_text_recognizer.h"
 
+#include "platform/line_assembly.h"
+
 #include <QFileInfo>
 #include <QLoggingCategory>
 
@@ -23,10 +25,40 @@ struct TessBaseApiDeleter {
 using TessBaseApi = std::unique_ptr<tesseract::TessBaseAPI, TessBaseApiDeleter>;
 using TessText = std::unique_ptr<char[]>;
 
-QString lineText(const tesseract::ResultIterator &line)
+QString textAt(const tesseract::ResultIterator &it, tesseract::PageIteratorLevel level)
 {
-    const TessText text(line.GetUTF8Text(tesseract::RIL_TEXTLINE));
+    const TessText text(it.GetUTF8Text(level));
     return text ? QString::fromUtf8(text.get()).trimmed() : QString();
+}
+
+QRect boxAt(const tesseract::ResultIterator &it, tesseract::PageIteratorLevel level)
+{
+    int left = 0, top = 0, right = 0, bottom = 0;
+    if (!it.BoundingBox(level, &left, &top, &right, &bottom))
+        return {};
+    return {QPoint(left, top), QPoint(right - 1, bottom - 1)};
+}
+
+// Collects the words of the line the iterator is on and leaves it at the line's last word.
+RecognizedLine lineAt(tesseract::ResultIterator &it)
+{
+    RecognizedLine line;
+    line.box = boxAt(it, tesseract::RIL_TEXTLINE);
+    int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+    line.baseline = it.Baseline(tesseract::RIL_TEXTLINE, &x1, &y1, &x2, &y2) ? (y1 + y2) / 2 : line.box.bottom();
+    do {
+        QString text = textAt(it, tesseract::RIL_WORD);
+        // A word's own box can take in a long underline-like stroke running under its neighbours; the
+        // letters' boxes cannot.
+        QRect box;
+        do {
+            if (textAt(it, tesseract::RIL_SYMBOL) != u"_")
+                box |= boxAt(it, tesseract::RIL_SYMBOL);
+        } while (!it.IsAtFinalElement(tesseract::RIL_WORD, tesseract::RIL_SYMBOL) && it.Next(tesseract::RIL_SYMBOL));
+        if (!text.isEmpty())
+            line.words.push_back({std::move(text), box.isValid() ? box : boxAt(it, tesseract::RIL_WORD)});
+    } while (!it.IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_WORD) && it.Next(tesseract::RIL_WORD));
+    return line;
 }
 
 } // namespace
@@ -56,17 +88,19 @@ public:
         const auto prepared = prepareTextImage(capture, m_tuning.image);
         if (!prepared)
             return {};
-        const QImage &grey = prepared->grey;
-        m_api->SetImage(grey.constBits(), grey.width(), grey.height(), 1, int(grey.bytesPerLine()));
+        const QImage &page = prepared->grey;
+        m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
         m_api->SetSourceResolution(prepared->resolution);
         std::vector<QString> lines;
         if (m_api->Recognize(nullptr) == 0) {
-            const std::unique_ptr<tesseract::ResultIterator> line(m_api->GetIterator());
-            if (line && !line->Empty(tesseract::RIL_TEXTLINE)) {
+            const std::unique_ptr<tesseract::ResultIterator> it(m_api->GetIterator());
+            if (it && !it->Empty(tesseract::RIL_TEXTLINE)) {
                 do {
-                    if (QString text = lineText(*line); !text.isEmpty())
+                    QString text = m_tuning.restoreUnderscores ? assembleLine(lineAt(*it), page)
+                                                               : textAt(*it, tesseract::RIL_TEXTLINE);
+                    if (!text.isEmpty())
                         lines.push_back(std::move(text));
-                } while (line->Next(tesseract::RIL_TEXTLINE));
+                } while (it->Next(tesseract::RIL_TEXTLINE));
             }
         }
         m_api->Clear();
@@ -74,7 +108,7 @@ public:
     }
 
 private:
-    Engine(TessBaseApi api, const TesseractTuning &tuning) : m_api(std::move(api)), m_tuning(tuning) {}
+    explicit Engine(TessBaseApi api, const TesseractTuning &tuning) : m_api(std::move(api)), m_tuning(tuning) {}
 
     TessBaseApi m_api;
     TesseractTuning m_tuning;

@@ -11,9 +11,9 @@ namespace Platform {
 // How the engine is asked to read; the defaults are the figures measured best on screen captures.
 struct TesseractTuning {
     TextImageTuning image;
-    int pageSegMode = 6;        // one uniform block of text
-    bool useDictionary = false; // word lists "correct" code and identifiers into prose
-    bool restoreUnderscores = true;
+    int pageSegMode = 6;            // one uniform block of text
+    bool useDictionary = false;     // word lists "correct" code and identifiers into prose
+    bool restoreUnderscores = true; // see assembleLine()
 };
 
 // Text recognition with Tesseract's English LSTM model. The engine is loaded once, in the background, at

@@ -114,7 +114,8 @@ std::optional<PreparedTextImage> prepareTextImage(const QImage &capture, const T
     if (tuning.stretchContrast) {
         std::array<uchar, 256> lut{};
         for (int v = 0; v < 256; ++v)
-            lut[v] = uchar(std::clamp((v - ink) * 255 / (paper - ink), 0, 255));
+            lut[v] = uchar(
+                std::lround(255 * std::pow(std::clamp(double(v - ink) / (paper - ink), 0.0, 1.0), tuning.inkGamma)));
         for (int y = 0; y < grey.height(); ++y) {
             uchar *row = grey.scanLine(y);
             for (int x = 0; x < grey.width(); ++x)

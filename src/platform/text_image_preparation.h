@@ -14,6 +14,7 @@ struct TextImageTuning {
     qsizetype maxPixels = 24'000'000; // the prepared image never grows beyond this
     int padding = 16;                 // white margin, so text touching the capture's edge is still read
     bool stretchContrast = true;      // map the darkest ink to black and the background to white
+    double inkGamma = 1;              // above 1 darkens the faint, partly covered pixels of thin strokes
     int fixedResolution = 0;          // pixels per inch told to the engine; 0 derives it from the text's size
 };
 
