@@ -1,0 +1,133 @@
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
+
+#include "keyboard_shortcuts/shortcut_center.h"
+
+namespace KeyboardShortcuts {
+namespace {
+
+struct Module {
+    explicit Module(PlatformServices platform)
+        : services(std::move(platform)), center(*services.hotKeys, UserDefaults::standard())
+    {}
+    PlatformServices services;
+    ShortcutCenter center;
+};
+
+std::unique_ptr<Module> &moduleSlot()
+{
+    static std::unique_ptr<Module> module;
+    return module;
+}
+
+Module &module()
+{
+    if (!moduleSlot())
+        install();
+    return *moduleSlot();
+}
+
+} // namespace
+
+void install()
+{
+    if (!moduleSlot())
+        install(detectPlatformServices());
+}
+
+void install(PlatformServices services)
+{
+    if (moduleSlot())
+        return;
+    if (!services.hotKeys)
+        services.hotKeys = makeNullHotKeyService();
+    if (!services.keyboardLayout)
+        services.keyboardLayout = makeNullKeyboardLayout();
+    moduleSlot() = std::make_unique<Module>(std::move(services));
+}
+
+ShortcutCenter &center()
+{
+    return module().center;
+}
+
+const KeyboardLayout &keyboardLayout()
+{
+    return *module().services.keyboardLayout;
+}
+
+std::optional<Shortcut> storedShortcut(const Name &name)
+{
+    return center().storedShortcut(name);
+}
+
+void storeShortcut(std::optional<Shortcut> shortcut, const Name &name)
+{
+    center().storeShortcut(shortcut, name);
+}
+
+void resetToDefaults(const QList<Name> &names)
+{
+    center().resetToDefaults(names);
+}
+
+void enableShortcuts(const QList<Name> &names)
+{
+    center().enableShortcuts(names);
+}
+
+void disableShortcuts(const QList<Name> &names)
+{
+    center().disableShortcuts(names);
+}
+
+void addKeyDownAction(const Name &name, std::function<void()> action)
+{
+    center().addKeyDownAction(name, std::move(action));
+}
+
+void addKeyUpAction(const Name &name, std::function<void()> action)
+{
+    center().addKeyUpAction(name, std::move(action));
+}
+
+void removeAllActions()
+{
+    center().removeAllActions();
+}
+
+KeyEventStream keyEvents(const Name &name, std::function<void(EventType)> onEvent)
+{
+    return center().keyEvents(name, std::move(onEvent));
+}
+
+KeyEventStream keySignals(EventType type, const Name &name, std::function<void()> onSignal)
+{
+    return center().keySignals(type, name, std::move(onSignal));
+}
+
+bool shortcutsEnabled()
+{
+    return center().shortcutsEnabled();
+}
+
+void setShortcutsEnabled(bool enabled)
+{
+    center().setShortcutsEnabled(enabled);
+}
+
+bool isPaused()
+{
+    return center().isPaused();
+}
+
+void setPaused(bool paused)
+{
+    center().setPaused(paused);
+}
+
+const ShortcutNotifications &notifications()
+{
+    return center().notifications();
+}
+
+} // namespace KeyboardShortcuts

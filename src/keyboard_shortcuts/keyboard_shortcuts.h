@@ -1,0 +1,49 @@
+#pragma once
+
+#include "keyboard_shortcuts/key_event_stream.h"
+#include "keyboard_shortcuts/name.h"
+#include "keyboard_shortcuts/platform_services.h"
+#include "keyboard_shortcuts/shortcut.h"
+#include "keyboard_shortcuts/shortcut_notifications.h"
+
+#include <QList>
+
+#include <functional>
+#include <optional>
+
+// The module's entry points: one shared ShortcutCenter on the standard user defaults and the platform's services.
+// They are made on first use, after the QApplication, and live until the process ends. Main thread only.
+namespace KeyboardShortcuts {
+
+class KeyboardLayout;
+class ShortcutCenter;
+
+// Sets the module up at once with the platform's services (X11 on an X11 display, otherwise ones that refuse
+// every hot key), instead of at first use. Calling it again does nothing.
+void install();
+// The same with given services, e.g. from a test; ignored once the module is set up.
+void install(PlatformServices services);
+
+ShortcutCenter &center();
+const KeyboardLayout &keyboardLayout();
+
+std::optional<Shortcut> storedShortcut(const Name &name);
+void storeShortcut(std::optional<Shortcut> shortcut, const Name &name);
+void resetToDefaults(const QList<Name> &names);
+void enableShortcuts(const QList<Name> &names);
+void disableShortcuts(const QList<Name> &names);
+void addKeyDownAction(const Name &name, std::function<void()> action);
+void addKeyUpAction(const Name &name, std::function<void()> action);
+void removeAllActions();
+[[nodiscard]] KeyEventStream keyEvents(const Name &name, std::function<void(EventType)> onEvent);
+[[nodiscard]] KeyEventStream keySignals(EventType type, const Name &name, std::function<void()> onSignal);
+
+bool shortcutsEnabled();
+void setShortcutsEnabled(bool enabled);
+bool isPaused();
+void setPaused(bool paused);
+
+// The object that posts "KeyboardShortcuts_shortcutByNameDidChange".
+const ShortcutNotifications &notifications();
+
+} // namespace KeyboardShortcuts

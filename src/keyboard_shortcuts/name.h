@@ -1,0 +1,40 @@
+#pragma once
+
+#include "keyboard_shortcuts/shortcut.h"
+
+#include <QHashFunctions>
+#include <QMetaType>
+#include <QString>
+
+#include <optional>
+
+namespace KeyboardShortcuts {
+
+// A named shortcut slot, such as the application's "toggleUnicornMode". Names are the same slot when their raw
+// values are equal, whatever their defaults.
+struct Name {
+    QString rawValue;
+    std::optional<Shortcut> defaultShortcut;
+
+    Name() = default;
+    explicit Name(QString rawValue, std::optional<Shortcut> defaultShortcut = std::nullopt)
+        : rawValue(std::move(rawValue)), defaultShortcut(defaultShortcut)
+    {}
+
+    // Where the standard user defaults keep the slot's shortcut: "KeyboardShortcuts_" + rawValue.
+    QString defaultsKey() const { return QStringLiteral("KeyboardShortcuts_") + rawValue; }
+
+    friend bool operator==(const Name &first, const Name &second) { return first.rawValue == second.rawValue; }
+};
+
+inline size_t qHash(const Name &name, size_t seed = 0) noexcept
+{
+    return ::qHash(name.rawValue, seed);
+}
+
+// The two kinds of key event a slot reports.
+enum class EventType { keyDown, keyUp };
+
+} // namespace KeyboardShortcuts
+
+Q_DECLARE_METATYPE(KeyboardShortcuts::Name)

@@ -1,0 +1,299 @@
+#include "keyboard_shortcuts/shortcut_center.h"
+
+#include <algorithm>
+
+namespace KeyboardShortcuts {
+namespace {
+
+template <typename Value> Value *find(std::vector<std::pair<Name, Value>> &table, const Name &name)
+{
+    const auto found = std::ranges::find(table, name, &std::pair<Name, Value>::first);
+    return found == table.end() ? nullptr : &found->second;
+}
+
+template <typename Value> Value &findOrAdd(std::vector<std::pair<Name, Value>> &table, const Name &name)
+{
+    if (Value *value = find(table, name))
+        return *value;
+    return table.emplace_back(name, Value{}).second;
+}
+
+} // namespace
+
+ShortcutCenter::ShortcutCenter(HotKeyService &hotKeyService, UserDefaults defaults)
+    : m_defaults(std::move(defaults)), m_hotKeys(hotKeyService), m_self(std::make_shared<ShortcutCenter *>(this))
+{}
+
+ShortcutCenter::~ShortcutCenter() = default;
+
+void ShortcutCenter::meet(const Name &name)
+{
+    if (m_metNames.contains(name.rawValue))
+        return;
+    m_metNames.insert(name.rawValue);
+    if (!m_menuTracker)
+        m_menuTracker = std::make_unique<MenuTracker>([this](bool tracking) { setMenuTracking(tracking); });
+    if (name.defaultShortcut && !m_defaults.contains(name.defaultsKey()))
+        save(*name.defaultShortcut, name);
+}
+
+std::optional<Shortcut> ShortcutCenter::readShortcut(const Name &name) const
+{
+    const std::optional<QString> stored = m_defaults.string(name.defaultsKey());
+    if (!stored)
+        return std::nullopt;
+    return Shortcut::fromJson(stored->toUtf8());
+}
+
+std::optional<Shortcut> ShortcutCenter::storedShortcut(const Name &name)
+{
+    meet(name);
+    return readShortcut(name);
+}
+
+void ShortcutCenter::storeShortcut(std::optional<Shortcut> shortcut, const Name &name)
+{
+    meet(name);
+    if (shortcut)
+        save(*shortcut, name);
+    else
+        clear(name);
+}
+
+void ShortcutCenter::save(Shortcut shortcut, const Name &name)
+{
+    if (const std::optional<Shortcut> previous = readShortcut(name))
+        deactivate(*previous);
+    activate(shortcut);
+    m_defaults.setString(name.defaultsKey(), QString::fromUtf8(shortcut.toJson()));
+    emit m_notifications.shortcutByNameDidChange(name);
+}
+
+void ShortcutCenter::clear(const Name &name)
+{
+    const std::optional<Shortcut> previous = readShortcut(name);
+    if (!previous)
+        return;
+    // False keeps the default from being written again at the next start.
+    if (name.defaultShortcut)
+        m_defaults.setBoolean(name.defaultsKey(), false);
+    else
+        m_defaults.remove(name.defaultsKey());
+    deactivate(*previous);
+    emit m_notifications.shortcutByNameDidChange(name);
+}
+
+void ShortcutCenter::resetToDefaults(const QList<Name> &names)
+{
+    for (const Name &name : names)
+        storeShortcut(name.defaultShortcut, name);
+}
+
+void ShortcutCenter::enableShortcuts(const QList<Name> &names)
+{
+    for (const Name &name : names) {
+        if (const std::optional<Shortcut> shortcut = storedShortcut(name))
+            activate(*shortcut);
+    }
+}
+
+void ShortcutCenter::disableShortcuts(const QList<Name> &names)
+{
+    for (const Name &name : names) {
+        if (const std::optional<Shortcut> shortcut = storedShortcut(name))
+            deactivate(*shortcut);
+    }
+}
+
+void ShortcutCenter::activate(Shortcut shortcut)
+{
+    if (m_activeShortcuts.contains(shortcut))
+        return;
+    // Counted as active even when refused, so that a refused combination is not retried at every event.
+    m_hotKeys.addHotKey(
+        shortcut, [this](Shortcut pressed) { dispatch(pressed, EventType::keyDown); },
+        [this](Shortcut released) { dispatch(released, EventType::keyUp); });
+    m_activeShortcuts.insert(shortcut);
+}
+
+void ShortcutCenter::deactivate(Shortcut shortcut)
+{
+    m_hotKeys.removeHotKeys(shortcut);
+    m_activeShortcuts.remove(shortcut);
+}
+
+void ShortcutCenter::addAction(NameTable<std::vector<Action>> &table, const Name &name, Action action)
+{
+    meet(name);
+    findOrAdd(table, name).push_back(std::move(action));
+    if (const std::optional<Shortcut> shortcut = readShortcut(name))
+        activate(*shortcut);
+}
+
+void ShortcutCenter::addKeyDownAction(const Name &name, Action action)
+{
+    addAction(m_keyDownActions, name, std::move(action));
+}
+
+void ShortcutCenter::addKeyUpAction(const Name &name, Action action)
+{
+    addAction(m_keyUpActions, name, std::move(action));
+}
+
+QSet<Shortcut> ShortcutCenter::shortcutsInUse() const
+{
+    QSet<Shortcut> inUse;
+    const auto collect = [&](const auto &table) {
+        for (const auto &[name, value] : table) {
+            if (const std::optional<Shortcut> shortcut = readShortcut(name))
+                inUse.insert(*shortcut);
+        }
+    };
+    collect(m_keyDownActions);
+    collect(m_keyUpActions);
+    collect(m_keyDownStreams);
+    collect(m_keyUpStreams);
+    return inUse;
+}
+
+void ShortcutCenter::removeAllActions()
+{
+    for (const Shortcut &shortcut : shortcutsInUse())
+        deactivate(shortcut);
+    m_keyDownActions.clear();
+    m_keyUpActions.clear();
+}
+
+KeyEventStream ShortcutCenter::addStream(const Name &name, std::function<void()> onKeyDown,
+                                         std::function<void()> onKeyUp)
+{
+    meet(name);
+    const std::uint64_t id = ++m_lastStreamId;
+    if (onKeyDown)
+        findOrAdd(m_keyDownStreams, name).emplace(id, std::move(onKeyDown));
+    if (onKeyUp)
+        findOrAdd(m_keyUpStreams, name).emplace(id, std::move(onKeyUp));
+    if (const std::optional<Shortcut> shortcut = readShortcut(name))
+        activate(*shortcut);
+    return KeyEventStream(m_self, id);
+}
+
+KeyEventStream ShortcutCenter::keyEvents(const Name &name, std::function<void(EventType)> onEvent)
+{
+    return addStream(
+        name, [onEvent] { onEvent(EventType::keyDown); }, [onEvent] { onEvent(EventType::keyUp); });
+}
+
+KeyEventStream ShortcutCenter::keyEvents(EventType type, const Name &name, std::function<void(EventType)> onEvent)
+{
+    return keyEvents(name, [type, onEvent](EventType event) {
+        if (event == type)
+            onEvent(event);
+    });
+}
+
+KeyEventStream ShortcutCenter::keySignals(EventType type, const Name &name, std::function<void()> onSignal)
+{
+    if (type == EventType::keyDown)
+        return addStream(name, std::move(onSignal), nullptr);
+    return addStream(name, nullptr, std::move(onSignal));
+}
+
+void ShortcutCenter::endStream(std::uint64_t id)
+{
+    std::optional<Name> owner;
+    for (NameTable<Feeders> *table : {&m_keyDownStreams, &m_keyUpStreams}) {
+        for (auto &[name, feeders] : *table) {
+            if (feeders.erase(id))
+                owner = name;
+        }
+        std::erase_if(*table, [](const auto &entry) { return entry.second.empty(); });
+    }
+    if (!owner)
+        return;
+    if (const std::optional<Shortcut> shortcut = readShortcut(*owner);
+        shortcut && !shortcutsInUse().contains(*shortcut))
+        deactivate(*shortcut);
+}
+
+void ShortcutCenter::dispatch(Shortcut shortcut, EventType type)
+{
+    if (m_isPaused)
+        return;
+    // A snapshot: actions may add actions. Stream feeders are looked up again before each call, since one may
+    // end another stream.
+    const auto actions = type == EventType::keyDown ? m_keyDownActions : m_keyUpActions;
+    for (const auto &[name, list] : actions) {
+        if (readShortcut(name) != shortcut)
+            continue;
+        for (const Action &action : list)
+            action();
+    }
+    NameTable<Feeders> &streams = type == EventType::keyDown ? m_keyDownStreams : m_keyUpStreams;
+    std::vector<std::pair<Name, std::uint64_t>> feederIds;
+    for (const auto &[name, feeders] : streams) {
+        if (readShortcut(name) != shortcut)
+            continue;
+        for (const auto &entry : feeders)
+            feederIds.emplace_back(name, entry.first);
+    }
+    for (const auto &[name, id] : feederIds) {
+        Feeders *feeders = find(streams, name);
+        if (!feeders || !feeders->contains(id))
+            continue;
+        const std::function<void()> feeder = feeders->at(id);
+        feeder();
+    }
+}
+
+void ShortcutCenter::setShortcutsEnabled(bool enabled)
+{
+    if (enabled == m_shortcutsEnabled)
+        return;
+    m_shortcutsEnabled = enabled;
+    refreshEventRouting();
+}
+
+void ShortcutCenter::setMenuTracking(bool tracking)
+{
+    if (tracking == m_menuTracking)
+        return;
+    m_menuTracking = tracking;
+    refreshEventRouting();
+}
+
+void ShortcutCenter::refreshEventRouting()
+{
+    using Routing = HotKeyRegistry::Routing;
+    if (!m_shortcutsEnabled)
+        m_hotKeys.setRouting(Routing::disabled);
+    else
+        m_hotKeys.setRouting(m_menuTracking ? Routing::menuOpen : Routing::normal);
+}
+
+KeyEventStream::KeyEventStream(KeyEventStream &&other) noexcept
+    : m_center(std::exchange(other.m_center, {})), m_id(other.m_id)
+{}
+
+KeyEventStream &KeyEventStream::operator=(KeyEventStream &&other) noexcept
+{
+    if (this != &other) {
+        end();
+        m_center = std::exchange(other.m_center, {});
+        m_id = other.m_id;
+    }
+    return *this;
+}
+
+KeyEventStream::~KeyEventStream()
+{
+    end();
+}
+
+void KeyEventStream::end()
+{
+    if (const std::shared_ptr<ShortcutCenter *> center = std::exchange(m_center, {}).lock())
+        (*center)->endStream(m_id);
+}
+
+} // namespace KeyboardShortcuts
