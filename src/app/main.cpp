@@ -49,6 +49,8 @@ int main(int argc, char **argv)
     if (runtimeDirectory) {
         instance = SingleInstance::claim(*runtimeDirectory);
         if (!instance) {
+            // Another Scrivlet runs: hand it the requests without connecting to the display.
+            QCoreApplication forwarder(argc, argv);
             if (urls.isEmpty() || SingleInstance::forward(*runtimeDirectory, urls))
                 return EXIT_SUCCESS;
             std::fprintf(stderr, "scrivlet: another instance is running but does not answer\n");
@@ -64,8 +66,10 @@ int main(int argc, char **argv)
     QApplication::setQuitOnLastWindowClosed(false);
 
     AppDelegate delegate(Platform::detectServices());
-    if (instance)
+    if (instance) {
         QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
+        instance->listen();
+    }
     delegate.applicationDidFinishLaunching();
     if (!urls.isEmpty())
         QTimer::singleShot(0, &delegate, [&delegate, urls] { delegate.openUrls(urls); });

@@ -40,7 +40,7 @@ QList<QUrl> decode(const QByteArray &data)
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString &directory) : m_lock(lockPath(directory)) {}
+SingleInstance::SingleInstance(const QString &directory) : m_directory(directory), m_lock(lockPath(directory)) {}
 
 std::unique_ptr<SingleInstance> SingleInstance::claim(const QString &directory)
 {
@@ -49,13 +49,17 @@ std::unique_ptr<SingleInstance> SingleInstance::claim(const QString &directory)
     instance->m_lock.setStaleLockTime(std::chrono::milliseconds::zero());
     if (!instance->m_lock.tryLock(std::chrono::milliseconds::zero()))
         return nullptr;
-    // A socket file left by a process that crashed would make listen() fail.
-    QLocalServer::removeServer(socketPath(directory));
-    instance->m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (!instance->m_server.listen(socketPath(directory)))
-        qCWarning(lcInstance) << "cannot listen for requests:" << instance->m_server.errorString();
-    connect(&instance->m_server, &QLocalServer::newConnection, instance.get(), &SingleInstance::acceptConnection);
     return instance;
+}
+
+void SingleInstance::listen()
+{
+    // A socket file left by a process that crashed would make listen() fail.
+    QLocalServer::removeServer(socketPath(m_directory));
+    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_server.listen(socketPath(m_directory)))
+        qCWarning(lcInstance) << "cannot listen for requests:" << m_server.errorString();
+    connect(&m_server, &QLocalServer::newConnection, this, &SingleInstance::acceptConnection, Qt::UniqueConnection);
 }
 
 void SingleInstance::acceptConnection()

@@ -17,6 +17,9 @@ public:
     // This process becomes the instance; empty when another live process already is.
     [[nodiscard]] static std::unique_ptr<SingleInstance> claim(const QString &directory);
 
+    // Starts taking requests from later processes; needs the application object.
+    void listen();
+
     // Sends URL requests to the running instance; false when none answers.
     [[nodiscard]] static bool forward(const QString &directory, const QList<QUrl> &urls);
 
@@ -27,6 +30,7 @@ private:
     explicit SingleInstance(const QString &directory);
     void acceptConnection();
 
+    QString m_directory;
     QLockFile m_lock;
     QLocalServer m_server;
 };

@@ -25,6 +25,7 @@ private slots:
     {
         auto instance = SingleInstance::claim(directory());
         QVERIFY(instance);
+        instance->listen();
         QSignalSpy received(instance.get(), &SingleInstance::urlsReceived);
         const QList<QUrl> urls = {QUrl(QStringLiteral("scrivlet:///_Grab_?text=two%20words")),
                                   QUrl(QStringLiteral("scrivlet:///_clear-history_"))};
@@ -48,6 +49,7 @@ private slots:
         stale.close();
         auto instance = SingleInstance::claim(path);
         QVERIFY(instance);
+        instance->listen();
         QSignalSpy received(instance.get(), &SingleInstance::urlsReceived);
         QVERIFY(SingleInstance::forward(path, {QUrl(QStringLiteral("scrivlet:///_Grab_"))}));
         QVERIFY(received.wait(5000));

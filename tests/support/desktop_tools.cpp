@@ -128,6 +128,55 @@ std::optional<quint32> waitForWindowOfClass(const QString &className, std::chron
     return std::nullopt;
 }
 
+std::optional<QRect> windowGeometry(quint32 window)
+{
+    const auto result = runCommand(QStringLiteral("xdotool"),
+                                   {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), QString::number(window)});
+    if (result.exitCode != 0)
+        return std::nullopt;
+    QRect geometry;
+    for (const QByteArray &line : result.standardOutput.split('\n')) {
+        const QByteArray value = line.mid(line.indexOf('=') + 1);
+        if (line.startsWith("X="))
+            geometry.moveLeft(value.toInt());
+        else if (line.startsWith("Y="))
+            geometry.moveTop(value.toInt());
+        else if (line.startsWith("WIDTH="))
+            geometry.setWidth(value.toInt());
+        else if (line.startsWith("HEIGHT="))
+            geometry.setHeight(value.toInt());
+    }
+    return geometry;
+}
+
+namespace {
+
+QList<quint32> searchVisibleWindows(const QString &property, const QString &pattern)
+{
+    const auto result = runCommand(QStringLiteral("xdotool"),
+                                   {QStringLiteral("search"), QStringLiteral("--onlyvisible"), property, pattern});
+    QList<quint32> windows;
+    for (const QByteArray &line : result.standardOutput.split('\n')) {
+        bool ok = false;
+        const quint32 window = line.trimmed().toUInt(&ok);
+        if (ok)
+            windows.append(window);
+    }
+    return windows;
+}
+
+} // namespace
+
+QList<quint32> visibleWindowsNamed(const QString &pattern)
+{
+    return searchVisibleWindows(QStringLiteral("--name"), pattern);
+}
+
+QList<quint32> visibleWindowsOfClass(const QString &pattern)
+{
+    return searchVisibleWindows(QStringLiteral("--classname"), pattern);
+}
+
 std::unique_ptr<TrayHost> TrayHost::start()
 {
     std::unique_ptr<TrayHost> host(new TrayHost);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QList>
 #include <QPoint>
+#include <QRect>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -36,6 +38,15 @@ quint32 currentCursorSerial();
 
 // Waits until a window of that WM_CLASS instance name is visible; empty on timeout.
 std::optional<quint32> waitForWindowOfClass(const QString &className, std::chrono::milliseconds timeout);
+
+// Position and size of a window on the screen; empty when it is gone.
+std::optional<QRect> windowGeometry(quint32 window);
+
+// Visible windows whose title matches the regular expression.
+QList<quint32> visibleWindowsNamed(const QString &pattern);
+
+// Visible windows whose WM_CLASS instance name matches the regular expression.
+QList<quint32> visibleWindowsOfClass(const QString &pattern);
 
 // A system tray host (trayer, XEmbed) for the lifetime of the object.
 class TrayHost {

@@ -1,0 +1,172 @@
+#include "support/desktop_tools.h"
+#include "support/xvfb_server.h"
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+using namespace std::chrono_literals;
+using namespace TestSupport;
+
+namespace {
+
+QString scrivletProgram()
+{
+    return qEnvironmentVariable("SCRIVLET_BINARY_DIR") + QStringLiteral("/src/app/scrivlet");
+}
+
+QString captureFile()
+{
+    return qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/scrivlet/captureRegion.png");
+}
+
+// The running program, as a person at the desktop meets it.
+class RunningScrivlet {
+public:
+    RunningScrivlet()
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_process.start(scrivletProgram(), {});
+    }
+    ~RunningScrivlet()
+    {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.terminate();
+            if (!m_process.waitForFinished(5000))
+                m_process.kill();
+            m_process.waitForFinished(2000);
+        }
+    }
+    QProcess &process() { return m_process; }
+
+private:
+    QProcess m_process;
+};
+
+// The icon's window in the tray: the small one among the program's windows.
+std::optional<QRect> trayIconGeometry()
+{
+    QDeadlineTimer deadline(15s);
+    while (!deadline.hasExpired()) {
+        for (const quint32 window : visibleWindowsOfClass(QStringLiteral("^scrivlet$"))) {
+            const auto geometry = windowGeometry(window);
+            if (geometry && geometry->width() > 0 && geometry->width() <= 48 && geometry->height() <= 48)
+                return geometry;
+        }
+        QTest::qWait(50);
+    }
+    return std::nullopt;
+}
+
+// Opens the tray icon's menu with a right click and waits until it is on screen.
+bool openTrayMenu()
+{
+    const auto geometry = trayIconGeometry();
+    if (!geometry)
+        return false;
+    const int windowsBefore = visibleWindowsOfClass(QStringLiteral("^scrivlet$")).size();
+    xdotool({QStringLiteral("mousemove"), QString::number(geometry->center().x()),
+             QString::number(geometry->center().y())});
+    xdotool({QStringLiteral("click"), QStringLiteral("3")});
+    QDeadlineTimer deadline(10s);
+    while (!deadline.hasExpired()) {
+        if (visibleWindowsOfClass(QStringLiteral("^scrivlet$")).size() > windowsBefore) {
+            QTest::qWait(200); // the popup takes the keyboard right after it maps
+            return true;
+        }
+        QTest::qWait(50);
+    }
+    return false;
+}
+
+void pressKeys(const QStringList &keys)
+{
+    for (const QString &key : keys) {
+        tapKey(key);
+        QTest::qWait(60);
+    }
+}
+
+} // namespace
+
+class TrayEndToEndTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TrayHost> m_tray;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(QFile::exists(scrivletProgram()), qPrintable(scrivletProgram()));
+        m_tray = TrayHost::start();
+        QVERIFY2(m_tray, "trayer did not take the system tray selection");
+    }
+
+    void grabTextFromTheTrayMenuCapturesTheDraggedRegion()
+    {
+        RunningScrivlet scrivlet;
+        QVERIFY(openTrayMenu());
+        const quint32 cursor = currentCursorSerial();
+        pressKeys({QStringLiteral("Down"), QStringLiteral("Return")}); // "Grab Text"
+        QVERIFY(waitForSelectionCursor(cursor, 10s));
+        dragPointer({200, 300}, {500, 450});
+        QTRY_VERIFY_WITH_TIMEOUT(imageSize(captureFile()).has_value(), 10000);
+        const QSize size = *imageSize(captureFile());
+        QVERIFY2(qAbs(size.width() - 300) <= 1 && qAbs(size.height() - 150) <= 1,
+                 qPrintable(QStringLiteral("%1x%2").arg(size.width()).arg(size.height())));
+        QCOMPARE(scrivlet.process().state(), QProcess::Running);
+    }
+
+    void aSecondStartHandsItsRequestToTheRunningOneAndEscapeCancels()
+    {
+        RunningScrivlet scrivlet;
+        QVERIFY(trayIconGeometry());
+        const quint32 cursor = currentCursorSerial();
+        QProcess second;
+        second.start(scrivletProgram(), {QStringLiteral("scrivlet:///_Grab_")});
+        QVERIFY(second.waitForFinished(10000));
+        QCOMPARE(second.exitCode(), 0);
+        QVERIFY(waitForSelectionCursor(cursor, 10s)); // the first instance started the capture
+        tapKey(QStringLiteral("Escape"));
+        QTest::qWait(500);
+        QVERIFY(!QFile::exists(captureFile())); // the old capture went before the tool started; none came
+        QCOMPARE(scrivlet.process().state(), QProcess::Running);
+    }
+
+    void aboutAndQuitFromTheMenu()
+    {
+        RunningScrivlet scrivlet;
+        QVERIFY(openTrayMenu());
+        pressKeys({QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
+                   QStringLiteral("Down"), QStringLiteral("Return")}); // "About Scrivlet"
+        QTRY_VERIFY_WITH_TIMEOUT(!visibleWindowsNamed(QStringLiteral("^About Scrivlet$")).isEmpty(), 10000);
+        // The box takes the focus as it opens; let that settle before the menu grabs the keyboard.
+        const quint32 about = visibleWindowsNamed(QStringLiteral("^About Scrivlet$")).first();
+        QTRY_COMPARE_WITH_TIMEOUT(
+            runCommand(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")}).standardOutput.trimmed(),
+            QByteArray::number(about), 10000);
+
+        QVERIFY(openTrayMenu());
+        pressKeys({QStringLiteral("Up"), QStringLiteral("Return")}); // "Quit", the last item
+        QVERIFY(scrivlet.process().waitForFinished(10000));
+        QCOMPARE(scrivlet.process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(scrivlet.process().exitCode(), 0);
+    }
+
+    void theIconAppearsWhenTheTrayStartsAfterScrivlet()
+    {
+        m_tray.reset();
+        RunningScrivlet scrivlet;
+        QTest::qWait(1500); // started, with nowhere to show its icon
+        QCOMPARE(scrivlet.process().state(), QProcess::Running);
+        m_tray = TrayHost::start();
+        QVERIFY(m_tray);
+        QVERIFY(trayIconGeometry());
+    }
+};
+
+SCRIVLET_X11_TEST_MAIN(TrayEndToEndTest)
+#include "tray_e2e_test.moc"
