@@ -1,0 +1,15 @@
+#include "app/announce.h"
+
+#include "hud/display_time.h"
+#include "hud/progress_hud.h"
+
+#include <chrono>
+#include <cmath>
+
+void announce(const QString &status, ProgressHUDMode mode)
+{
+    ProgressHUD &hud = ProgressHUD::shared();
+    hud.show(status, std::move(mode));
+    const auto delay = std::chrono::milliseconds(std::llround(displayTime(status) * 1000.0));
+    hud.scheduleHideDelayed(delay, 1.0);
+}
