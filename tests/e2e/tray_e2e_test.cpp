@@ -60,25 +60,27 @@ std::optional<QRect> trayIconGeometry()
     return std::nullopt;
 }
 
-// Opens the tray icon's menu with a right click and waits until it is on screen.
-bool openTrayMenu()
+// Opens the tray icon's menu with a right click; the menu's geometry once it is on screen.
+std::optional<QRect> openTrayMenu()
 {
     const auto geometry = trayIconGeometry();
     if (!geometry)
-        return false;
-    const int windowsBefore = visibleWindowsOfClass(QStringLiteral("^scrivlet$")).size();
+        return std::nullopt;
+    const QList<quint32> windowsBefore = visibleWindowsOfClass(QStringLiteral("^scrivlet$"));
     xdotool({QStringLiteral("mousemove"), QString::number(geometry->center().x()),
              QString::number(geometry->center().y())});
     xdotool({QStringLiteral("click"), QStringLiteral("3")});
     QDeadlineTimer deadline(10s);
     while (!deadline.hasExpired()) {
-        if (visibleWindowsOfClass(QStringLiteral("^scrivlet$")).size() > windowsBefore) {
-            QTest::qWait(200); // the popup takes the keyboard right after it maps
-            return true;
+        for (const quint32 window : visibleWindowsOfClass(QStringLiteral("^scrivlet$"))) {
+            if (!windowsBefore.contains(window)) {
+                QTest::qWait(200); // the popup takes the keyboard right after it maps
+                return windowGeometry(window);
+            }
         }
         QTest::qWait(50);
     }
-    return false;
+    return std::nullopt;
 }
 
 void pressKeys(const QStringList &keys)
@@ -143,14 +145,14 @@ private slots:
         pressKeys({QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
                    QStringLiteral("Down"), QStringLiteral("Return")}); // "About Scrivlet"
         QTRY_VERIFY_WITH_TIMEOUT(!visibleWindowsNamed(QStringLiteral("^About Scrivlet$")).isEmpty(), 10000);
-        // The box takes the focus as it opens; let that settle before the menu grabs the keyboard.
-        const quint32 about = visibleWindowsNamed(QStringLiteral("^About Scrivlet$")).first();
-        QTRY_COMPARE_WITH_TIMEOUT(
-            runCommand(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")}).standardOutput.trimmed(),
-            QByteArray::number(about), 10000);
 
-        QVERIFY(openTrayMenu());
-        pressKeys({QStringLiteral("Up"), QStringLiteral("Return")}); // "Quit", the last item
+        // With another window of ours focused, click rather than type: keys could reach that window first.
+        const auto menu = openTrayMenu();
+        QVERIFY(menu);
+        xdotool({QStringLiteral("mousemove"), QString::number(menu->center().x()),
+                 QString::number(menu->bottom() - 12)}); // "Quit", the last item
+        QTest::qWait(100);
+        xdotool({QStringLiteral("click"), QStringLiteral("1")});
         QVERIFY(scrivlet.process().waitForFinished(10000));
         QCOMPARE(scrivlet.process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(scrivlet.process().exitCode(), 0);
