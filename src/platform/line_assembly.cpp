@@ -27,6 +27,7 @@ public:
     }
 
     [[nodiscard]] bool isUnderscoreColumn(int x) const { return inkIn(x, m_band) && !inkIn(x, m_above); }
+    [[nodiscard]] bool isStrokedBelow(int x) const { return inkIn(x, m_band); }
 
     // The longest run of underscore columns within [left, right].
     [[nodiscard]] Span longestRun(int left, int right) const
@@ -120,17 +121,18 @@ QString assembleLine(const RecognizedLine &line, const QImage &page)
     if (canRestore)
         finder.emplace(line, page);
 
-    // An underlined line (a link) has its stroke under the letters too; its gaps are spaces.
+    // An underlined line (a link) has its stroke under the letters too; its gaps are spaces. Descenders alone
+    // never cover most of a line's width.
     bool underlined = false;
     if (finder) {
         int columns = 0, stroked = 0;
         for (const RecognizedWord &word : line.words) {
             for (int x = word.box.left(); x <= word.box.right(); ++x) {
                 ++columns;
-                stroked += finder->isUnderscoreColumn(x) ? 1 : 0;
+                stroked += finder->isStrokedBelow(x) ? 1 : 0;
             }
         }
-        underlined = stroked * 2 > columns;
+        underlined = stroked * 10 > columns * 7;
     }
     const bool restore = finder && !underlined;
     const int edgeLimit = int(std::lround(cw * 6));
