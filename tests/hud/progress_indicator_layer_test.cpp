@@ -1,0 +1,173 @@
+#include "hud/layer_host_view.h"
+#include "hud/progress_indicator_layer.h"
+
+#include <QElapsedTimer>
+#include <QMenu>
+#include <QTest>
+#include <QTimer>
+
+class ProgressIndicatorLayerTest : public QObject {
+    Q_OBJECT
+private slots:
+    void finGeometry_data();
+    void finGeometry();
+    void newBoundsMoveFinsWithoutRecreatingOrAnimating();
+    void firstStepLightsFinZeroAndTheThirteenthAgain();
+    void fadeRunsLinearlyOverSevenTenths_data();
+    void fadeRunsLinearlyOverSevenTenths();
+    void litFinsPointWhereTheyShould();
+    void restartingKeepsOneTimer();
+    void keepsSteppingWhileAMenuIsOpen();
+};
+
+void ProgressIndicatorLayerTest::finGeometry_data()
+{
+    QTest::addColumn<QSizeF>("bounds");
+    QTest::addColumn<QSizeF>("finSize");
+    QTest::addColumn<qreal>("cornerRadius");
+    QTest::addColumn<QPointF>("position");
+    QTest::newRow("side 60: fins 5.7 by 18") << QSizeF(60, 60) << QSizeF(5.7, 18) << 2.85 << QPointF(30, 30);
+    QTest::newRow("side 120 doubles them") << QSizeF(120, 120) << QSizeF(11.4, 36) << 5.7 << QPointF(60, 60);
+    QTest::newRow("the shorter side counts") << QSizeF(100, 60) << QSizeF(5.7, 18) << 2.85 << QPointF(50, 30);
+}
+
+void ProgressIndicatorLayerTest::finGeometry()
+{
+    QFETCH(QSizeF, bounds);
+    QFETCH(QSizeF, finSize);
+    QFETCH(qreal, cornerRadius);
+    QFETCH(QPointF, position);
+    const FinGeometry g = ::finGeometry(bounds);
+    QCOMPARE(g.size, finSize);
+    QCOMPARE(g.cornerRadius, cornerRadius);
+    QCOMPARE(g.anchorPoint, QPointF(0.5, -0.63));
+    QCOMPARE(g.position, position);
+    // The fin reaches from 0.63 to 1.63 fin heights from the centre: 11.34 … 29.34 for side 60.
+    QCOMPARE(-g.anchorPoint.y() * g.size.height(), 0.63 * finSize.height());
+}
+
+void ProgressIndicatorLayerTest::newBoundsMoveFinsWithoutRecreatingOrAnimating()
+{
+    ProgressIndicatorLayer layer(Qt::black, 60);
+    QCOMPARE(layer.bounds(), QRectF(-30, -30, 60, 60));
+    QCOMPARE(layer.finCount(), 12);
+    layer.startAnimation();
+    layer.stopAnimation();
+    layer.advancePosition();
+    const double litOpacity = layer.finOpacity(0);
+    layer.setBounds(QRectF(0, 0, 120, 120));
+    QCOMPARE(layer.finCount(), 12);
+    QCOMPARE(layer.fposition(), 0);
+    QCOMPARE(layer.geometry().size, QSizeF(11.4, 36));
+    QCOMPARE(layer.geometry().cornerRadius, 5.7);
+    QCOMPARE(layer.geometry().position, QPointF(60, 60));
+    // No fade starts from a geometry change: the unlit fins stay at 0, the lit one keeps fading as before.
+    QCOMPARE(layer.finOpacity(1), 0.0);
+    QVERIFY(layer.finOpacity(0) <= litOpacity);
+}
+
+void ProgressIndicatorLayerTest::firstStepLightsFinZeroAndTheThirteenthAgain()
+{
+    ProgressIndicatorLayer layer(Qt::black, 60);
+    for (qsizetype i = 0; i < layer.finCount(); ++i)
+        QCOMPARE(layer.finOpacity(i), 0.0);
+    layer.startAnimation();
+    QCOMPARE(layer.fposition(), 11);
+    layer.stopAnimation(); // before the timer's first step
+    layer.advancePosition();
+    QCOMPARE(layer.fposition(), 0);
+    QVERIFY(layer.finOpacity(0) > 0.5);
+    QCOMPARE(layer.finOpacity(1), 0.0);
+    for (int step = 2; step <= 12; ++step)
+        layer.advancePosition();
+    QCOMPARE(layer.fposition(), 11);
+    layer.advancePosition();
+    QCOMPARE(layer.fposition(), 0);
+}
+
+void ProgressIndicatorLayerTest::fadeRunsLinearlyOverSevenTenths_data()
+{
+    QTest::addColumn<qint64>("now");
+    QTest::addColumn<double>("opacity");
+    QTest::newRow("before the start: lit") << qint64(900) << 1.0;
+    QTest::newRow("at the start: lit") << qint64(1000) << 1.0;
+    QTest::newRow("halfway: 0.5") << qint64(1350) << 0.5;
+    QTest::newRow("after 0.7 s: down") << qint64(1700) << 0.0;
+    QTest::newRow("long after: down") << qint64(5000) << 0.0;
+}
+
+void ProgressIndicatorLayerTest::fadeRunsLinearlyOverSevenTenths()
+{
+    QFETCH(qint64, now);
+    QFETCH(double, opacity);
+    const OpacityFade fade{1.0, 0.0, 1000, FinSpinner::fadeDurationMs};
+    QCOMPARE(fade.valueAt(now), opacity);
+}
+
+void ProgressIndicatorLayerTest::litFinsPointWhereTheyShould()
+{
+    ProgressIndicatorLayer layer(Qt::black, 60);
+    LayerHostView view(QRect(0, 0, 60, 60));
+    view.setLayer(&layer);
+    layer.startAnimation();
+    layer.stopAnimation();
+    for (int i = 0; i < 4; ++i) // fins 0 … 3: twelve to three o'clock
+        layer.advancePosition();
+
+    QImage image(60, 60, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    view.render(&image);
+    // 20 points from the centre lies inside a lit fin (11.34 … 29.34); unlit fins are invisible.
+    const auto alphaAt = [&](int x, int y) { return qAlpha(image.pixel(x, y)); };
+    QVERIFY(alphaAt(30, 10) > 200); // fin 0, twelve o'clock
+    QVERIFY(alphaAt(49, 30) > 200); // fin 3, three o'clock
+    QVERIFY(alphaAt(40, 13) > 200); // fin 1, one o'clock
+    QCOMPARE(alphaAt(30, 49), 0);   // fin 6, six o'clock
+    QCOMPARE(alphaAt(10, 30), 0);   // fin 9, nine o'clock
+    QCOMPARE(alphaAt(30, 30), 0);   // the hub stays empty
+    QCOMPARE(alphaAt(2, 2), 0);     // beyond the reach of any fin
+}
+
+void ProgressIndicatorLayerTest::restartingKeepsOneTimer()
+{
+    ProgressIndicatorLayer layer(Qt::black, 60);
+    int steps = 0;
+    connect(&layer, &FinSpinner::needsDisplay, this, [&] { ++steps; });
+    layer.startAnimation();
+    layer.stopAnimation();
+    QVERIFY(!layer.hasAnimationTimer());
+    layer.startAnimation();
+    layer.startAnimation();
+    layer.startAnimation();
+    QVERIFY(layer.hasAnimationTimer());
+    steps = 0;
+    QElapsedTimer clock;
+    clock.start();
+    QTest::qWait(500);
+    // One 50 ms timer steps at most once per interval (a late loop skips steps, never doubles them); three
+    // timers would step three times as often.
+    const qint64 elapsed = clock.elapsed();
+    QVERIFY2(steps >= 1 && steps <= elapsed / FinSpinner::stepIntervalMs + 2,
+             qPrintable(QStringLiteral("%1 steps in %2 ms").arg(steps).arg(elapsed)));
+    layer.stopAnimation();
+}
+
+void ProgressIndicatorLayerTest::keepsSteppingWhileAMenuIsOpen()
+{
+    ProgressIndicatorLayer layer(Qt::black, 60);
+    QMenu menu;
+    menu.addAction(QStringLiteral("Grab Text"));
+    int stepsWhileOpen = 0;
+    connect(&layer, &FinSpinner::needsDisplay, &menu, [&] {
+        if (menu.isVisible() && ++stepsWhileOpen >= 5)
+            menu.close();
+    });
+    QTimer::singleShot(5000, &menu, &QMenu::close); // deadline
+    layer.startAnimation();
+    menu.exec(QPoint(10, 10)); // a nested event loop, as while the tray menu is open
+    QVERIFY2(stepsWhileOpen >= 5, qPrintable(QString::number(stepsWhileOpen)));
+    layer.stopAnimation();
+}
+
+QTEST_MAIN(ProgressIndicatorLayerTest)
+#include "progress_indicator_layer_test.moc"
