@@ -1,0 +1,225 @@
+#include "hud/hud_window.h"
+#include "hud/notification_center.h"
+#include "hud/progress_hud.h"
+#include "hud/progress_indicator_layer.h"
+
+#include "support/desktop_tools.h"
+#include "support/xvfb_server.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QScreen>
+#include <QTest>
+#include <QTimer>
+
+// The HUD's own window on a real X server without window manager or compositor.
+class HudWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+    void staysUnmanagedNearTheBottomOfTheFirstScreen();
+    void neverTakesTheFocusNotEvenWhenClicked();
+    void clicksOutsideThePanelReachTheWindowBelow();
+    void blendsOverTheScreenAndIsShapedToThePanel();
+    void spinnerStepsWhileAPopupMenuHasTheGrab();
+
+private:
+    class Backdrop;
+    std::unique_ptr<Backdrop> m_other;
+};
+
+namespace {
+
+constexpr int deadlineMs = 5000;
+
+std::optional<quint64> inputFocus()
+{
+    const auto result = TestSupport::runCommand(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")});
+    bool ok = false;
+    const quint64 window = result.standardOutput.trimmed().toULongLong(&ok);
+    if (result.exitCode != 0 || !ok)
+        return std::nullopt;
+    return window;
+}
+
+QString windowInfo(WId window)
+{
+    return QString::fromUtf8(
+        TestSupport::runCommand(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(window)})
+            .standardOutput);
+}
+
+QRgb screenPixel(QPoint p)
+{
+    return QGuiApplication::primaryScreen()->grabWindow(0, p.x(), p.y(), 1, 1).toImage().pixel(0, 0);
+}
+
+QString describe(QRgb p)
+{
+    return QStringLiteral("(%1,%2,%3)").arg(qRed(p)).arg(qGreen(p)).arg(qBlue(p));
+}
+
+bool near(QRgb p, QColor expected, int tolerance = 2)
+{
+    return std::abs(qRed(p) - expected.red()) <= tolerance && std::abs(qGreen(p) - expected.green()) <= tolerance &&
+           std::abs(qBlue(p) - expected.blue()) <= tolerance;
+}
+
+} // namespace
+
+// An ordinary application window that has the focus and counts the clicks it gets.
+class HudWindowTest::Backdrop : public QWidget {
+public:
+    Backdrop()
+    {
+        setWindowTitle(QStringLiteral("backdrop"));
+        setAutoFillBackground(true);
+        setColor(Qt::blue);
+    }
+    void setColor(const QColor &color)
+    {
+        QPalette p = palette();
+        p.setColor(QPalette::Window, color);
+        setPalette(p);
+        update();
+    }
+    int presses = 0;
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        ++presses;
+        event->accept();
+    }
+};
+
+void HudWindowTest::init()
+{
+    m_other = std::make_unique<Backdrop>();
+    m_other->setGeometry(QGuiApplication::primaryScreen()->geometry());
+    m_other->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_other.get()));
+    m_other->activateWindow();
+    QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::focusWindow(), m_other->windowHandle(), deadlineMs);
+    QTRY_COMPARE_WITH_TIMEOUT(inputFocus(), std::optional<quint64>(m_other->winId()), deadlineMs);
+}
+
+void HudWindowTest::cleanup()
+{
+    m_other.reset();
+}
+
+void HudWindowTest::staysUnmanagedNearTheBottomOfTheFirstScreen()
+{
+    ProgressHUD hud;
+    hud.show(QStringLiteral("No Text"), ProgressHUDMode::text);
+    HudWindow *window = hud.hudWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QVERIFY(!window->isComposited()); // Xvfb alone has no compositing manager
+
+    const QString info = windowInfo(window->winId());
+    QVERIFY2(info.contains(QStringLiteral("Map State: IsViewable")), qPrintable(info));
+    QVERIFY2(info.contains(QStringLiteral("Override Redirect State: yes")), qPrintable(info));
+    QVERIFY2(info.contains(QStringLiteral("Absolute upper-left X:  0")), qPrintable(info));
+    QVERIFY2(info.contains(QStringLiteral("Width: 1280")) && info.contains(QStringLiteral("Height: 800")),
+             qPrintable(info));
+
+    // The panel: centred horizontally, a fifth of the screen's height below its centre (800 / 2 + 800 / 5).
+    const QRect panel = window->mask().boundingRect();
+    QVERIFY(!panel.isEmpty());
+    QVERIFY2(std::abs(panel.center().x() - 640) <= 1, qPrintable(QString::number(panel.center().x())));
+    QVERIFY2(std::abs(panel.center().y() - 560) <= 1, qPrintable(QString::number(panel.center().y())));
+    hud.hide(false);
+    QTRY_VERIFY_WITH_TIMEOUT(windowInfo(window->winId()).contains(QStringLiteral("IsUnMapped")), deadlineMs);
+}
+
+void HudWindowTest::neverTakesTheFocusNotEvenWhenClicked()
+{
+    ProgressHUD hud;
+    int mouseDowns = 0;
+    connect(&NotificationCenter::defaultCenter(), &NotificationCenter::posted, this,
+            [&](const QString &name, QObject *object) {
+                if (object == &hud && name == QString(ProgressHUD::didReceiveMouseDownNotification))
+                    ++mouseDowns;
+            });
+    hud.show(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
+    QVERIFY(QTest::qWaitForWindowExposed(hud.hudWindow()));
+    QTRY_COMPARE_WITH_TIMEOUT(hud.alphaValue(), 1.0, deadlineMs);
+    QTest::qWait(200); // give a focus change the time to arrive
+    QCOMPARE(inputFocus(), std::optional<quint64>(m_other->winId()));
+    QCOMPARE(QGuiApplication::focusWindow(), m_other->windowHandle());
+
+    const QPoint panelCentre = hud.hudWindow()->mask().boundingRect().center();
+    QVERIFY(TestSupport::xdotool({QStringLiteral("mousemove"), QString::number(panelCentre.x()),
+                                  QString::number(panelCentre.y()), QStringLiteral("click"), QStringLiteral("1")}));
+    QTRY_COMPARE_WITH_TIMEOUT(mouseDowns, 1, deadlineMs);
+    QTest::qWait(200);
+    QCOMPARE(inputFocus(), std::optional<quint64>(m_other->winId()));
+    QCOMPARE(QGuiApplication::focusWindow(), m_other->windowHandle());
+    QCOMPARE(m_other->presses, 0); // the panel itself keeps its clicks
+    hud.hide(false);
+}
+
+void HudWindowTest::clicksOutsideThePanelReachTheWindowBelow()
+{
+    ProgressHUD hud;
+    hud.show(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
+    QVERIFY(QTest::qWaitForWindowExposed(hud.hudWindow()));
+    const QRect panel = hud.hudWindow()->mask().boundingRect();
+    // Just beside the panel, and in the panel's bounding box where the rounded corner cuts it off.
+    for (const QPoint p : {QPoint(panel.left() - 3, panel.center().y()), QPoint(200, 200), panel.topLeft()}) {
+        const int before = m_other->presses;
+        QVERIFY(TestSupport::xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()),
+                                      QStringLiteral("click"), QStringLiteral("1")}));
+        QTRY_COMPARE_WITH_TIMEOUT(m_other->presses, before + 1, deadlineMs);
+    }
+    hud.hide(false);
+}
+
+void HudWindowTest::blendsOverTheScreenAndIsShapedToThePanel()
+{
+    ProgressHUD hud;
+    hud.show(QStringLiteral("No Text"), ProgressHUDMode::text);
+    QVERIFY(QTest::qWaitForWindowExposed(hud.hudWindow()));
+    QTRY_COMPARE_WITH_TIMEOUT(hud.alphaValue(), 1.0, deadlineMs);
+    const QRect panel = hud.hudWindow()->mask().boundingRect();
+    const QPoint inside(panel.left() + 4, panel.center().y());
+    // White at 0.9 over blue, blended with the picture of the screen taken before the window appeared.
+    QTRY_VERIFY2_WITH_TIMEOUT(near(screenPixel(inside), QColor(230, 230, 255)),
+                              qPrintable(describe(screenPixel(inside))), deadlineMs);
+    QVERIFY2(near(screenPixel(panel.topLeft()), Qt::blue), qPrintable(describe(screenPixel(panel.topLeft()))));
+    QVERIFY2(near(screenPixel(QPoint(50, 50)), Qt::blue), qPrintable(describe(screenPixel(QPoint(50, 50)))));
+
+    // Outside the panel the screen shows live through the shape, not a stale picture and never black.
+    m_other->setColor(Qt::green);
+    QTRY_VERIFY_WITH_TIMEOUT(near(screenPixel(QPoint(50, 50)), Qt::green), deadlineMs);
+    QVERIFY2(near(screenPixel(panel.topLeft()), Qt::green), qPrintable(describe(screenPixel(panel.topLeft()))));
+    QVERIFY2(near(screenPixel(QPoint(panel.left() - 2, panel.center().y())), Qt::green),
+             qPrintable(describe(screenPixel(QPoint(panel.left() - 2, panel.center().y())))));
+    hud.hide(false);
+}
+
+void HudWindowTest::spinnerStepsWhileAPopupMenuHasTheGrab()
+{
+    ProgressHUD hud;
+    hud.show(QString(), ProgressHUDMode::indeterminate);
+    ProgressIndicatorLayer *layer = hud.progressIndicator();
+    QVERIFY(layer && layer->isRunning());
+    QMenu menu;
+    menu.addAction(QStringLiteral("Grab Text"));
+    menu.addAction(QStringLiteral("Quit"));
+    int stepsWhileOpen = 0;
+    connect(layer, &FinSpinner::needsDisplay, &menu, [&] {
+        if (menu.isVisible() && ++stepsWhileOpen >= 5)
+            menu.close();
+    });
+    QTimer::singleShot(deadlineMs, &menu, &QMenu::close);
+    menu.exec(QPoint(100, 100));
+    QVERIFY2(stepsWhileOpen >= 5, qPrintable(QString::number(stepsWhileOpen)));
+    hud.hide(false);
+}
+
+SCRIVLET_X11_TEST_MAIN(HudWindowTest)
+#include "hud_window_test.moc"
