@@ -8,7 +8,7 @@ namespace Platform {
 
 // How a screen capture is turned into the image the text engine reads best.
 struct TextImageTuning {
-    double targetLineHeight = 44;     // height of a line of ink (ascenders to descenders) after scaling, px
+    double targetLineHeight = 30;     // height of a line of ink (ascenders to descenders) after scaling, px
     double maxScale = 4;              // small text is scaled up at most this much
     double minScale = 1;              // large text is scaled down at most to this
     qsizetype maxPixels = 24'000'000; // the prepared image never grows beyond this
