@@ -1,5 +1,6 @@
 #include "app/app_delegate.h"
 
+#include "app/announce.h"
 #include "app/diagnostics.h"
 #include "app/key_equivalent.h"
 #include "app/preferences.h"
@@ -19,6 +20,8 @@
 namespace {
 
 constexpr qsizetype historyTitleLength = 60;
+constexpr qsizetype historyLimit = 10;
+const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
 
 QString temporaryDirectory()
 {
@@ -60,7 +63,8 @@ void copyToClipboard(const QString &text)
 
 AppDelegate::AppDelegate(Platform::Services services, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_statusItem(std::make_unique<QSystemTrayIcon>()),
-      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<QMenu>())
+      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<QMenu>()),
+      m_appStoreReview(m_services.storeReview.get(), SCRIVLET_IS_STORE_VERSION)
 {
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
     m_captureStep = std::make_unique<CaptureStep>(m_services.captureTool.get(), *m_services.urlOpener,
@@ -123,11 +127,25 @@ void AppDelegate::buildHistoryMenu()
     m_historyMenu->setMenu(submenu);
     if (previous)
         previous->deleteLater(); // it may be on screen right now
+    if (m_services.widgetCenter)
+        m_services.widgetCenter->reloadAllTimelines();
+}
+
+void AppDelegate::appendToHistory(const QString &text)
+{
+    QStringList history = textHistory(sharedDefaults());
+    history.prepend(text);
+    if (history.size() > historyLimit)
+        history.removeLast();
+    UserDefaults shared = sharedDefaults();
+    setTextHistory(shared, history);
+    buildHistoryMenu();
 }
 
 void AppDelegate::historyItemClicked(const QAction *item)
 {
     copyToClipboard(item->data().toString());
+    announce(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
 }
 
 void AppDelegate::clearHistory()
@@ -144,12 +162,60 @@ void AppDelegate::grabAction()
 
 void AppDelegate::getText()
 {
-    m_captureStep->run([](const QImage &) {});
+    // Read once, before the selection: changing the setting meanwhile does not change this capture.
+    const bool ignoreLineBreaks = UserDefaults::standard().boolean(ignoreLineBreaksKey);
+    m_captureStep->run([this, ignoreLineBreaks](const QImage &image) {
+        if (!m_services.textRecognition) {
+            printLine(QStringLiteral("no text recognition model: install tesseract-ocr-eng"));
+            return;
+        }
+        m_services.textRecognition->recognize(image).then(
+            this, [this, ignoreLineBreaks](const std::vector<QString> &lines) { deliverText(lines, ignoreLineBreaks); });
+    });
+}
+
+void AppDelegate::deliverText(const std::vector<QString> &lines, bool ignoreLineBreaks)
+{
+    printLine(describeStrings(lines));
+    if (lines.empty()) {
+        announce(QStringLiteral("No Text"), ProgressHUDMode::text);
+        return;
+    }
+    QStringList joined(lines.begin(), lines.end());
+    const QString text = joined.join(ignoreLineBreaks ? QStringLiteral(" ") : QStringLiteral("\n"));
+    copyToClipboard(text);
+    appendToHistory(text);
+    announce(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
+    m_appStoreReview.requestReviewIfAppropriate();
 }
 
 void AppDelegate::readQRCode()
 {
-    m_captureStep->run([](const QImage &) {});
+    m_captureStep->run([this](const QImage &image) {
+        if (!m_services.barcodeDetection) {
+            printLine(QStringLiteral("Error in performing Image request: no barcode detector"));
+            return;
+        }
+        m_services.barcodeDetection->detect(image).then(
+            this, [this](const std::vector<Platform::BarcodeObservation> &observations) {
+                deliverBarcodes(observations);
+            });
+    });
+}
+
+void AppDelegate::deliverBarcodes(const std::vector<Platform::BarcodeObservation> &observations)
+{
+    printLine(QStringLiteral("Observations are ") + Platform::describe(observations));
+    // Only the first code counts, even when it holds no text and a later one does.
+    if (!observations.empty() && observations.front().payload) {
+        const QString payload = *observations.front().payload;
+        copyToClipboard(payload);
+        announce(QStringLiteral("Copied Text from QR Code!"), ProgressHUDMode::success);
+        appendToHistory(payload);
+        m_appStoreReview.requestReviewIfAppropriate();
+        return;
+    }
+    announce(QStringLiteral("No QR Code detected"), ProgressHUDMode::info);
 }
 
 void AppDelegate::settings()

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "app/app_store_review.h"
 #include "app/capture_step.h"
+#include "platform/barcode_observation.h"
 #include "platform/platform.h"
 
 #include <QImage>
@@ -41,6 +43,12 @@ public:
     void clearHistory();
 
     void buildHistoryMenu();
+    // Puts the text at the front of the history, keeping the ten newest.
+    void appendToHistory(const QString &text);
+
+    // The last steps of a capture, on the main thread, with what the engines found.
+    void deliverText(const std::vector<QString> &lines, bool ignoreLineBreaks);
+    void deliverBarcodes(const std::vector<Platform::BarcodeObservation> &observations);
 
     QSystemTrayIcon *statusItem() const { return m_statusItem.get(); }
     QMenu *mainMenu() const { return m_mainMenu.get(); }
@@ -61,6 +69,7 @@ private:
     std::unique_ptr<QMenu> m_mainMenu;
     QAction *m_historyMenu = nullptr; // owned by m_mainMenu
     std::unique_ptr<CaptureStep> m_captureStep;
+    AppStoreReview m_appStoreReview;
     QPointer<QMessageBox> m_aboutBox;
     std::deque<QUrl> m_pendingUrls;
     bool m_openingUrls = false;

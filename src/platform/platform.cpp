@@ -1,7 +1,11 @@
 #include "platform/platform.h"
 
+#include "platform/dbus_widget_center.h"
 #include "platform/desktop_url_opener.h"
+#include "platform/notification_store_review.h"
 #include "platform/process_region_capture_tool.h"
+#include "platform/tesseract_text_recognizer.h"
+#include "platform/zxing_barcode_detector.h"
 
 #include <QLoggingCategory>
 #include <QStandardPaths>
@@ -24,7 +28,14 @@ Services detectServices()
         services.captureTool = std::make_unique<ProcessRegionCaptureTool>(std::move(*command));
     else
         qCWarning(lcPlatform) << "no screen selection tool; install" << captureToolPackages(services.displayServer);
+    // Loads the model in the background now, so that the first capture does not wait for it.
+    services.textRecognition = TesseractTextRecognizer::create();
+    if (!services.textRecognition)
+        qCWarning(lcPlatform) << "no English text recognition model; install tesseract-ocr-eng";
+    services.barcodeDetection = std::make_unique<ZXingBarcodeDetector>();
     services.urlOpener = std::make_unique<DesktopUrlOpener>();
+    services.widgetCenter = DBusWidgetCenter::connect();
+    services.storeReview = NotificationStoreReview::connect(*services.urlOpener);
     return services;
 }
 

@@ -1,18 +1,27 @@
 #pragma once
 
+#include "platform/barcode_detection.h"
 #include "platform/display_server.h"
 #include "platform/region_capture_tool.h"
+#include "platform/store_review.h"
+#include "platform/text_recognition.h"
 #include "platform/url_opener.h"
+#include "platform/widget_center.h"
 
 #include <memory>
 
 namespace Platform {
 
 // The desktop services the application uses, each chosen once at start. A null member means the session has
-// no such service; the application then tells the user what to install.
+// no such service: without a capture tool or a recognition model the application says what to install; without
+// a session bus it skips history announcements and review invitations.
 struct Services {
     std::unique_ptr<RegionCaptureTool> captureTool;
+    std::unique_ptr<TextRecognition> textRecognition;
+    std::unique_ptr<BarcodeDetection> barcodeDetection;
     std::unique_ptr<UrlOpener> urlOpener;
+    std::unique_ptr<WidgetCenter> widgetCenter;
+    std::unique_ptr<StoreReview> storeReview; // refers to urlOpener
     DisplayServer displayServer = DisplayServer::x11;
 };
 

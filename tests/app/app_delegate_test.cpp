@@ -2,8 +2,13 @@
 #include "app/key_equivalent.h"
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
+#include "hud/progress_hud.h"
 #include "support/fake_platform.h"
+#include "support/stdout_capture.h"
 #include "support/xvfb_server.h"
+
+#include <QFile>
+#include <QLabel>
 
 #include <QAction>
 #include <QApplication>
@@ -13,8 +18,13 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 
+using TestSupport::FakeBarcodeDetection;
 using TestSupport::FakeRegionCaptureTool;
+using TestSupport::FakeStoreReview;
+using TestSupport::FakeTextRecognition;
 using TestSupport::FakeUrlOpener;
+using TestSupport::FakeWidgetCenter;
+using Platform::BarcodeObservation;
 
 namespace {
 
@@ -36,7 +46,23 @@ private:
     TestSupport::IsolatedXdgEnvironment m_xdg;
     FakeRegionCaptureTool *m_tool = nullptr;
     FakeUrlOpener *m_opener = nullptr;
+    FakeTextRecognition *m_text = nullptr;
+    FakeBarcodeDetection *m_barcodes = nullptr;
+    FakeWidgetCenter *m_widgets = nullptr;
     std::unique_ptr<AppDelegate> m_delegate;
+
+    QString hudStatus() const { return ProgressHUD::shared().statusLabel()->text(); }
+    static QStringList storedHistory() { return textHistory(sharedDefaults()); }
+
+    // Runs one text capture of a region that the fake engine reads as these lines.
+    void grabText(std::vector<QString> lines)
+    {
+        m_text->lines = std::move(lines);
+        const int before = m_text->images.size();
+        m_delegate->getText();
+        QTRY_COMPARE(m_text->images.size(), before + 1);
+        QCoreApplication::processEvents(); // the delivery step is queued to the main thread
+    }
 
     void storeHistory(const QStringList &history)
     {
@@ -53,10 +79,23 @@ private slots:
         Platform::Services services;
         auto tool = std::make_unique<FakeRegionCaptureTool>();
         auto opener = std::make_unique<FakeUrlOpener>();
+        auto text = std::make_unique<FakeTextRecognition>();
+        auto barcodes = std::make_unique<FakeBarcodeDetection>();
+        auto widgets = std::make_unique<FakeWidgetCenter>();
         m_tool = tool.get();
         m_opener = opener.get();
+        m_text = text.get();
+        m_barcodes = barcodes.get();
+        m_widgets = widgets.get();
+        m_tool->image = QImage(120, 40, QImage::Format_RGB32);
+        m_tool->image.fill(Qt::white);
         services.captureTool = std::move(tool);
         services.urlOpener = std::move(opener);
+        services.textRecognition = std::move(text);
+        services.barcodeDetection = std::move(barcodes);
+        services.widgetCenter = std::move(widgets);
+        QFile::remove(UserDefaults::standard().filePath());
+        QGuiApplication::clipboard()->setText(QStringLiteral("what the user had"));
         m_delegate = std::make_unique<AppDelegate>(std::move(services));
     }
 
@@ -211,6 +250,137 @@ private slots:
         m_delegate->settings();
         QCOMPARE(m_delegate->settingsWindowController(), first);
         QVERIFY(first->window()->isVisible());
+    }
+
+    void recognisedLinesAreJoinedByThePreference_data()
+    {
+        QTest::addColumn<bool>("ignoreLineBreaks");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("line breaks kept") << false << "alpha\nbeta";
+        QTest::newRow("line breaks ignored") << true << "alpha beta";
+    }
+
+    void recognisedLinesAreJoinedByThePreference()
+    {
+        QFETCH(bool, ignoreLineBreaks);
+        QFETCH(QString, expected);
+        m_delegate->applicationDidFinishLaunching();
+        UserDefaults::standard().setBoolean(QStringLiteral("IgnoreLineBreaks"), ignoreLineBreaks);
+        TestSupport::StdoutCapture output;
+        grabText({QStringLiteral("alpha"), QStringLiteral("beta")});
+        QCOMPARE(QGuiApplication::clipboard()->text(), expected);
+        QCOMPARE(storedHistory(), QStringList{expected});
+        QCOMPARE(hudStatus(), QStringLiteral("Copied Text!"));
+        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::success));
+        QVERIFY(ProgressHUD::shared().hasScheduledHide());
+        QVERIFY2(output.text().contains("[\"alpha\", \"beta\"]\n"), output.text().constData());
+        QCOMPARE(m_text->images, QList<QSize>{QSize(120, 40)});
+        QCOMPARE(numberOfUsages(UserDefaults::standard()), 1);
+        QCOMPARE(menuTitle(m_delegate->historyMenu()->menu<QMenu *>()->actions().first()), expected);
+    }
+
+    void thePreferenceIsReadBeforeTheSelection()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        m_tool->duringCapture = [] { UserDefaults::standard().setBoolean(QStringLiteral("IgnoreLineBreaks"), true); };
+        grabText({QStringLiteral("one"), QStringLiteral("two")});
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("one\ntwo"));
+    }
+
+    void noTextLeavesEverythingAlone()
+    {
+        storeHistory({QStringLiteral("older")});
+        m_delegate->applicationDidFinishLaunching();
+        grabText({});
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("what the user had"));
+        QCOMPARE(storedHistory(), QStringList{QStringLiteral("older")});
+        QCOMPARE(hudStatus(), QStringLiteral("No Text"));
+        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::text));
+        QCOMPARE(numberOfUsages(UserDefaults::standard()), 0);
+    }
+
+    void aCancelledSelectionReachesNoEngine()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        m_tool->image = QImage();
+        m_delegate->getText();
+        m_delegate->readQRCode();
+        QTest::qWait(100);
+        QVERIFY(m_text->images.isEmpty());
+        QCOMPARE(m_barcodes->requests, 0);
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("what the user had"));
+    }
+
+    void theHistoryKeepsTheTenNewestWithRepeats()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QStringList expected;
+        for (int i = 1; i <= 11; ++i) {
+            m_delegate->appendToHistory(QString::number(i));
+            expected.prepend(QString::number(i));
+        }
+        expected.removeLast(); // the oldest went with the eleventh
+        QCOMPARE(storedHistory(), expected);
+        m_delegate->appendToHistory(QStringLiteral("11"));
+        QCOMPARE(storedHistory().mid(0, 2), QStringList({QStringLiteral("11"), QStringLiteral("11")}));
+        QCOMPARE(storedHistory().size(), 10);
+    }
+
+    void everyRebuildOfTheHistoryTellsTheWidgets()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QCOMPARE(m_widgets->reloads, 1);
+        m_delegate->appendToHistory(QStringLiteral("x"));
+        m_delegate->clearHistory();
+        QCOMPARE(m_widgets->reloads, 3);
+    }
+
+    void theFirstCodeIsCopiedUnchanged()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        UserDefaults::standard().setBoolean(QStringLiteral("IgnoreLineBreaks"), true);
+        const QString payload = QStringLiteral("Grüße\nzweite Zeile ✓");
+        m_barcodes->observations = {{payload, QStringLiteral("QRCode"), {}},
+                                    {QStringLiteral("second"), QStringLiteral("QRCode"), {}}};
+        TestSupport::StdoutCapture output;
+        m_delegate->readQRCode();
+        QTRY_COMPARE(QGuiApplication::clipboard()->text(), payload);
+        QCOMPARE(storedHistory(), QStringList{payload});
+        QCOMPARE(hudStatus(), QStringLiteral("Copied Text from QR Code!"));
+        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::success));
+        QVERIFY(output.text().contains("Observations are [QRCode \"Gr"));
+    }
+
+    void aFirstCodeWithoutTextMeansNoCode_data()
+    {
+        QTest::addColumn<bool>("hasCode");
+        QTest::newRow("no code at all") << false;
+        QTest::newRow("binary first code, text second") << true;
+    }
+
+    void aFirstCodeWithoutTextMeansNoCode()
+    {
+        QFETCH(bool, hasCode);
+        m_delegate->applicationDidFinishLaunching();
+        if (hasCode)
+            m_barcodes->observations = {{std::nullopt, QStringLiteral("QRCode"), {}},
+                                        {QStringLiteral("text"), QStringLiteral("QRCode"), {}}};
+        m_delegate->readQRCode();
+        QTRY_COMPARE(m_barcodes->requests, 1);
+        QTRY_COMPARE(hudStatus(), QStringLiteral("No QR Code detected"));
+        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::info));
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("what the user had"));
+        QCOMPARE(storedHistory(), QStringList());
+    }
+
+    void copyingFromTheHistoryIsNoNewUse()
+    {
+        storeHistory({QStringLiteral("again")});
+        m_delegate->applicationDidFinishLaunching();
+        m_delegate->historyMenu()->menu<QMenu *>()->actions().first()->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("again"));
+        QCOMPARE(hudStatus(), QStringLiteral("Copied Text!"));
+        QCOMPARE(numberOfUsages(UserDefaults::standard()), 0);
     }
 
     void aboutShowsOneBoxWithTheVersion()

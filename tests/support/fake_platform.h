@@ -1,7 +1,13 @@
 #pragma once
 
+#include "platform/barcode_detection.h"
 #include "platform/region_capture_tool.h"
+#include "platform/store_review.h"
+#include "platform/text_recognition.h"
 #include "platform/url_opener.h"
+#include "platform/widget_center.h"
+
+#include <QFuture>
 
 #include <QFile>
 #include <QImage>
@@ -46,6 +52,41 @@ class FakeUrlOpener final : public Platform::UrlOpener {
 public:
     void open(const QUrl &url) override { opened.append(url); }
     QList<QUrl> opened;
+};
+
+// Reads the lines it is given from any image, and remembers the images it was shown.
+class FakeTextRecognition final : public Platform::TextRecognition {
+public:
+    QFuture<std::vector<QString>> recognize(QImage image) override
+    {
+        images.append(image.size());
+        return QtFuture::makeReadyFuture(lines);
+    }
+    std::vector<QString> lines;
+    QList<QSize> images;
+};
+
+class FakeBarcodeDetection final : public Platform::BarcodeDetection {
+public:
+    QFuture<std::vector<Platform::BarcodeObservation>> detect(QImage) override
+    {
+        ++requests;
+        return QtFuture::makeReadyFuture(observations);
+    }
+    std::vector<Platform::BarcodeObservation> observations;
+    int requests = 0;
+};
+
+class FakeWidgetCenter final : public Platform::WidgetCenter {
+public:
+    void reloadAllTimelines() override { ++reloads; }
+    int reloads = 0;
+};
+
+class FakeStoreReview final : public Platform::StoreReview {
+public:
+    void requestReview() override { ++requests; }
+    int requests = 0;
 };
 
 } // namespace TestSupport
