@@ -9,9 +9,14 @@
 #include <QApplication>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
 #include <QTimer>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
 
 // The HUD's own window on a real X server without window manager or compositor.
 class HudWindowTest : public QObject {
@@ -24,6 +29,7 @@ private slots:
     void clicksOutsideThePanelReachTheWindowBelow();
     void blendsOverTheScreenAndIsShapedToThePanel();
     void spinnerStepsWhileAPopupMenuHasTheGrab();
+    void translucentUnderACompositingManager();
 
 private:
     class Backdrop;
@@ -51,6 +57,15 @@ QString windowInfo(WId window)
             .standardOutput);
 }
 
+// xdotool speaks in device pixels, Qt in device-independent ones.
+QStringList clickAt(QPoint logical)
+{
+    const qreal ratio = QGuiApplication::primaryScreen()->devicePixelRatio();
+    const QPoint device = (QPointF(logical) * ratio + QPointF(ratio / 2, ratio / 2)).toPoint();
+    return {QStringLiteral("mousemove"), QString::number(device.x()), QString::number(device.y()),
+            QStringLiteral("click"), QStringLiteral("1")};
+}
+
 QRgb screenPixel(QPoint p)
 {
     return QGuiApplication::primaryScreen()->grabWindow(0, p.x(), p.y(), 1, 1).toImage().pixel(0, 0);
@@ -59,6 +74,24 @@ QRgb screenPixel(QPoint p)
 QString describe(QRgb p)
 {
     return QStringLiteral("(%1,%2,%3)").arg(qRed(p)).arg(qGreen(p)).arg(qBlue(p));
+}
+
+// Whether some client owns _NET_WM_CM_S0, asked on a connection of our own.
+bool compositingManagerOwnsSelection()
+{
+    xcb_connection_t *connection = xcb_connect(nullptr, nullptr);
+    const auto disconnect = qScopeGuard([connection] { xcb_disconnect(connection); });
+    if (xcb_connection_has_error(connection))
+        return false;
+    static constexpr char name[] = "_NET_WM_CM_S0";
+    auto *atom = xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof(name) - 1, name), nullptr);
+    if (!atom)
+        return false;
+    auto *owner = xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
+    const bool owned = owner && owner->owner != XCB_NONE;
+    std::free(owner);
+    std::free(atom);
+    return owned;
 }
 
 bool near(QRgb p, QColor expected, int tolerance = 2)
@@ -123,14 +156,17 @@ void HudWindowTest::staysUnmanagedNearTheBottomOfTheFirstScreen()
     QVERIFY2(info.contains(QStringLiteral("Map State: IsViewable")), qPrintable(info));
     QVERIFY2(info.contains(QStringLiteral("Override Redirect State: yes")), qPrintable(info));
     QVERIFY2(info.contains(QStringLiteral("Absolute upper-left X:  0")), qPrintable(info));
+    // The Xvfb screen is 1280 × 800 device pixels, whatever the scale factor.
     QVERIFY2(info.contains(QStringLiteral("Width: 1280")) && info.contains(QStringLiteral("Height: 800")),
              qPrintable(info));
 
-    // The panel: centred horizontally, a fifth of the screen's height below its centre (800 / 2 + 800 / 5).
+    // The panel: centred horizontally, a fifth of the screen's height below its centre.
+    const QRect screen = QGuiApplication::screens().first()->geometry();
     const QRect panel = window->mask().boundingRect();
     QVERIFY(!panel.isEmpty());
-    QVERIFY2(std::abs(panel.center().x() - 640) <= 1, qPrintable(QString::number(panel.center().x())));
-    QVERIFY2(std::abs(panel.center().y() - 560) <= 1, qPrintable(QString::number(panel.center().y())));
+    QVERIFY2(std::abs(panel.center().x() - screen.width() / 2) <= 1, qPrintable(QString::number(panel.center().x())));
+    QVERIFY2(std::abs(panel.center().y() - (screen.height() / 2 + screen.height() / 5)) <= 1,
+             qPrintable(QString::number(panel.center().y())));
     hud.hide(false);
     QTRY_VERIFY_WITH_TIMEOUT(windowInfo(window->winId()).contains(QStringLiteral("IsUnMapped")), deadlineMs);
 }
@@ -152,8 +188,7 @@ void HudWindowTest::neverTakesTheFocusNotEvenWhenClicked()
     QCOMPARE(QGuiApplication::focusWindow(), m_other->windowHandle());
 
     const QPoint panelCentre = hud.hudWindow()->mask().boundingRect().center();
-    QVERIFY(TestSupport::xdotool({QStringLiteral("mousemove"), QString::number(panelCentre.x()),
-                                  QString::number(panelCentre.y()), QStringLiteral("click"), QStringLiteral("1")}));
+    QVERIFY(TestSupport::xdotool(clickAt(panelCentre)));
     QTRY_COMPARE_WITH_TIMEOUT(mouseDowns, 1, deadlineMs);
     QTest::qWait(200);
     QCOMPARE(inputFocus(), std::optional<quint64>(m_other->winId()));
@@ -171,8 +206,7 @@ void HudWindowTest::clicksOutsideThePanelReachTheWindowBelow()
     // Just beside the panel, and in the panel's bounding box where the rounded corner cuts it off.
     for (const QPoint p : {QPoint(panel.left() - 3, panel.center().y()), QPoint(200, 200), panel.topLeft()}) {
         const int before = m_other->presses;
-        QVERIFY(TestSupport::xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()),
-                                      QStringLiteral("click"), QStringLiteral("1")}));
+        QVERIFY(TestSupport::xdotool(clickAt(p)));
         QTRY_COMPARE_WITH_TIMEOUT(m_other->presses, before + 1, deadlineMs);
     }
     hud.hide(false);
@@ -218,6 +252,38 @@ void HudWindowTest::spinnerStepsWhileAPopupMenuHasTheGrab()
     QTimer::singleShot(deadlineMs, &menu, &QMenu::close);
     menu.exec(QPoint(100, 100));
     QVERIFY2(stepsWhileOpen >= 5, qPrintable(QString::number(stepsWhileOpen)));
+    hud.hide(false);
+}
+
+void HudWindowTest::translucentUnderACompositingManager()
+{
+    QProcess compositor;
+    compositor.start(QStringLiteral("picom"), {QStringLiteral("--backend"), QStringLiteral("xrender"),
+                                               QStringLiteral("--config"), QStringLiteral("/dev/null")});
+    if (!compositor.waitForStarted(5000))
+        QSKIP("picom is not installed");
+    const auto stop = qScopeGuard([&compositor] {
+        compositor.terminate();
+        if (!compositor.waitForFinished(3000))
+            compositor.kill();
+        compositor.waitForFinished(3000);
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(compositingManagerOwnsSelection(), deadlineMs);
+
+    ProgressHUD hud;
+    hud.show(QStringLiteral("No Text"), ProgressHUDMode::text);
+    QVERIFY(QTest::qWaitForWindowExposed(hud.hudWindow()));
+    QVERIFY(hud.hudWindow()->isComposited());
+    QTRY_COMPARE_WITH_TIMEOUT(hud.alphaValue(), 1.0, deadlineMs);
+    const QRect panel = hud.hudWindow()->mask().boundingRect();
+    const QPoint inside(panel.left() + 4, panel.center().y());
+    QTRY_VERIFY2_WITH_TIMEOUT(near(screenPixel(inside), QColor(230, 230, 255)),
+                              qPrintable(describe(screenPixel(inside))), deadlineMs);
+    // The compositor blends live: a change below shows through the panel at once.
+    m_other->setColor(Qt::green);
+    QTRY_VERIFY2_WITH_TIMEOUT(near(screenPixel(inside), QColor(230, 255, 230)),
+                              qPrintable(describe(screenPixel(inside))), deadlineMs);
+    QVERIFY2(near(screenPixel(panel.topLeft()), Qt::green), qPrintable(describe(screenPixel(panel.topLeft()))));
     hud.hide(false);
 }
 
