@@ -25,6 +25,8 @@ class ProgressIndicatorLayer;
 // above a status text. It is a view that covers its container, which is its own window over the first screen
 // unless containerView is set. It fades in on show() and stays until it is hidden; callers schedule that with
 // scheduleHideDelayed(). Main thread only. The HUD owns its label, spinner layer, spinner view and window.
+// Without any screen at construction there is no own window, and show() without a containerView does nothing.
+// Only the left button counts as a mouse-down.
 class ProgressHUD : public QWidget {
     Q_OBJECT
 public:
@@ -49,7 +51,8 @@ public:
     void hide(bool animated);
     // Hides, animated unless the argument is 0. Cancels every pending scheduled hide first.
     void hideDelayed(std::optional<double> argument = std::nullopt);
-    // Calls hideDelayed(argument) after the delay from the main event loop; any hide cancels it.
+    // Calls hideDelayed(argument) after the delay from the main event loop (a single-shot timer with the HUD as
+    // context); any hide cancels it, whoever scheduled it.
     void scheduleHideDelayed(std::chrono::milliseconds delay, std::optional<double> argument = 1.0);
     bool hasScheduledHide() const { return m_scheduledHides > 0; }
 
