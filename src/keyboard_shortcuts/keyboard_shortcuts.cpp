@@ -2,6 +2,8 @@
 
 #include "keyboard_shortcuts/shortcut_center.h"
 
+#include <QCoreApplication>
+
 namespace KeyboardShortcuts {
 namespace {
 
@@ -43,6 +45,9 @@ void install(PlatformServices services)
     if (!services.keyboardLayout)
         services.keyboardLayout = makeNullKeyboardLayout();
     moduleSlot() = std::make_unique<Module>(std::move(services));
+    // Torn down by the application's destructor, while Qt's X11 connection, which the grabs are released on,
+    // still exists; a static destructor would run after it is gone.
+    qAddPostRoutine([] { moduleSlot().reset(); });
 }
 
 ShortcutCenter &center()
