@@ -2,6 +2,15 @@
 #include "support/xvfb_server.h"
 
 #include <QApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include <ZXing/BitMatrix.h>
+#include <ZXing/MultiFormatWriter.h>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QProcess>
@@ -83,6 +92,68 @@ std::optional<QRect> openTrayMenu()
     return std::nullopt;
 }
 
+QByteArray clipboardText()
+{
+    return runCommand(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"),
+                                                QStringLiteral("clipboard")})
+        .standardOutput;
+}
+
+QStringList storedHistory()
+{
+    QFile file(qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/group.scrivlet/defaults.json"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QStringList history;
+    for (const QJsonValue entry : QJsonDocument::fromJson(file.readAll()).object().value("textHistory").toArray())
+        history << entry.toString();
+    return history;
+}
+
+// The HUD: with no menu open, the one window of the program's besides its tray icon.
+bool hudIsShown()
+{
+    for (const quint32 window : visibleWindowsOfClass(QStringLiteral("^scrivlet$"))) {
+        const auto geometry = windowGeometry(window);
+        if (geometry && geometry->width() > 48)
+            return true;
+    }
+    return false;
+}
+
+QImage qrCode(const QString &payload, int scale)
+{
+    const auto matrix = ZXing::MultiFormatWriter(ZXing::BarcodeFormat::QRCode)
+                            .setEncoding(ZXing::CharacterSet::UTF8)
+                            .setMargin(4)
+                            .encode(payload.toStdWString(), 0, 0);
+    QImage image(matrix.width() * scale, matrix.height() * scale, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    for (int y = 0; y < matrix.height(); ++y)
+        for (int x = 0; x < matrix.width(); ++x)
+            if (matrix.get(x, y))
+                painter.fillRect(x * scale, y * scale, scale, scale, Qt::black);
+    return image;
+}
+
+// A window of this test's own, at a fixed place on the screen, showing what the program is to read.
+std::unique_ptr<QWidget> showOnScreen(QWidget *content, QRect geometry)
+{
+    auto window = std::make_unique<QWidget>();
+    window->setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    window->setAutoFillBackground(true);
+    window->setPalette(QPalette(Qt::black, Qt::white));
+    auto *layout = new QVBoxLayout(window.get());
+    layout->addWidget(content);
+    window->setGeometry(geometry);
+    window->show();
+    if (!QTest::qWaitForWindowExposed(window.get()))
+        return nullptr;
+    QTest::qWait(300); // painted and flushed to the server
+    return window;
+}
+
 void pressKeys(const QStringList &keys)
 {
     for (const QString &key : keys) {
@@ -156,6 +227,43 @@ private slots:
         QVERIFY(scrivlet.process().waitForFinished(10000));
         QCOMPARE(scrivlet.process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(scrivlet.process().exitCode(), 0);
+    }
+
+    void textOnTheScreenLandsOnTheClipboardAndInTheHistory()
+    {
+        auto *label = new QLabel(QStringLiteral("Hello Scrivlet 2024\nQuick brown fox 42"));
+        label->setFont(QFont(QStringLiteral("DejaVu Sans"), 26));
+        auto target = showOnScreen(label, QRect(300, 200, 560, 160));
+        QVERIFY(target);
+        RunningScrivlet scrivlet;
+        QVERIFY(trayIconGeometry());
+        const quint32 cursor = currentCursorSerial();
+        QCOMPARE(runCommand(scrivletProgram(), {QStringLiteral("scrivlet:///_Grab_")}).exitCode, 0);
+        QVERIFY(waitForSelectionCursor(cursor, 10s));
+        dragPointer({300, 200}, {860, 360});
+        const QByteArray expected = "Hello Scrivlet 2024\nQuick brown fox 42";
+        QTRY_COMPARE_WITH_TIMEOUT(clipboardText(), expected, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(hudIsShown(), 5000);
+        QCOMPARE(storedHistory().value(0), QString::fromUtf8(expected));
+        QTRY_VERIFY_WITH_TIMEOUT(!hudIsShown(), 10000); // gone after its display time
+        QCOMPARE(clipboardText(), expected);             // and the text stays
+    }
+
+    void aQrCodeFromTheMenuLandsOnTheClipboardWhole()
+    {
+        const QString payload = QStringLiteral("Grüße aus Scrivlet\nzweite Zeile ✓");
+        auto *code = new QLabel;
+        code->setPixmap(QPixmap::fromImage(qrCode(payload, 4)));
+        auto target = showOnScreen(code, QRect(300, 200, 300, 300));
+        QVERIFY(target);
+        RunningScrivlet scrivlet;
+        QVERIFY(openTrayMenu());
+        const quint32 cursor = currentCursorSerial();
+        pressKeys({QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")}); // "Read QR Code"
+        QVERIFY(waitForSelectionCursor(cursor, 10s));
+        dragPointer({300, 200}, {600, 500});
+        QTRY_COMPARE_WITH_TIMEOUT(QString::fromUtf8(clipboardText()), payload, 20000);
+        QCOMPARE(storedHistory().value(0), payload);
     }
 
     void theIconAppearsWhenTheTrayStartsAfterScrivlet()
