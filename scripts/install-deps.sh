@@ -13,7 +13,7 @@ packages=(
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
         xvfb xdotool scrot trayer xclip imagemagick x11-xkb-utils xdg-utils dbus
-        libxcb-xfixes0-dev fonts-dejavu-core
+        libxcb-xfixes0-dev fonts-dejavu-core picom
     )
 fi
 

@@ -5,6 +5,9 @@
 #include "app/key_equivalent.h"
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
+#include "app/shortcut_names.h"
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
+#include "keyboard_shortcuts/menu_binding.h"
 #include "platform/private_directory.h"
 
 #include <QAction>
@@ -80,6 +83,8 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::setUpStatusItem()
 {
+    // The capture starts when the keys are released, so that they do not reach the selection tool.
+    KeyboardShortcuts::addKeyUpAction(toggleUnicornMode(), [this] { getText(); });
     m_statusItem->setIcon(QIcon(QStringLiteral(":/icons/ScrivletIcon1.svg")));
     m_statusItem->setToolTip(QStringLiteral("Scrivlet"));
     buildMainMenu();
@@ -92,6 +97,7 @@ void AppDelegate::buildMainMenu()
     QMenu *menu = m_mainMenu.get();
     QAction *grab = menu->addAction(QStringLiteral("Grab Text"), this, &AppDelegate::grabAction);
     setKeyEquivalent(grab, QStringLiteral("2"), Qt::ShiftModifier | Qt::MetaModifier);
+    KeyboardShortcuts::bindShortcut(grab, toggleUnicornMode());
     menu->addAction(QStringLiteral("Read QR Code"), this, &AppDelegate::readQRCode);
     menu->addSeparator();
     menu->addAction(m_historyMenu);

@@ -1,5 +1,6 @@
 #include "app/app_delegate.h"
 #include "app/single_instance.h"
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "platform/platform.h"
 #include "platform/private_directory.h"
 
@@ -65,6 +66,7 @@ int main(int argc, char **argv)
     QApplication::setDesktopFileName(QStringLiteral("scrivlet"));
     QApplication::setQuitOnLastWindowClosed(false);
 
+    KeyboardShortcuts::install();
     AppDelegate delegate(Platform::detectServices());
     if (instance) {
         QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);

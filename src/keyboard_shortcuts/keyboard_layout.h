@@ -18,7 +18,11 @@ public:
     virtual std::optional<QString> keyText(Key key) const = 0;
 };
 
-// For systems whose layout cannot be read: knows no key.
+// Knows no key.
 std::unique_ptr<KeyboardLayout> makeNullKeyboardLayout();
+
+// The US layout that the key codes are named after: the best guess where the user's layout cannot be read
+// (Wayland, offscreen).
+std::unique_ptr<KeyboardLayout> makeUsKeyboardLayout();
 
 } // namespace KeyboardShortcuts

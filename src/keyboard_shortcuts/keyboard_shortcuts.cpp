@@ -43,7 +43,7 @@ void install(PlatformServices services)
     if (!services.hotKeys)
         services.hotKeys = makeNullHotKeyService();
     if (!services.keyboardLayout)
-        services.keyboardLayout = makeNullKeyboardLayout();
+        services.keyboardLayout = makeUsKeyboardLayout();
     moduleSlot() = std::make_unique<Module>(std::move(services));
     // Torn down by the application's destructor, while Qt's X11 connection, which the grabs are released on,
     // still exists; a static destructor would run after it is gone.

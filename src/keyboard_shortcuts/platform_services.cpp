@@ -3,6 +3,7 @@
 #include "keyboard_shortcuts/x11/x11_platform_services.h"
 
 #include <QGuiApplication>
+#include <QHash>
 #include <QLoggingCategory>
 
 Q_LOGGING_CATEGORY(lcKeyboardShortcuts, "scrivlet.keyboardshortcuts")
@@ -20,7 +21,41 @@ public:
     std::optional<QString> keyText(Key) const override { return std::nullopt; }
 };
 
+class UsKeyboardLayout final : public KeyboardLayout {
+public:
+    std::optional<QString> keyText(Key key) const override
+    {
+        static const QHash<std::int64_t, QString> texts = [] {
+            QHash<std::int64_t, QString> table;
+            const std::pair<Key, const char *> keys[] = {
+                {Key::a, "a"},          {Key::b, "b"},         {Key::c, "c"},           {Key::d, "d"},
+                {Key::e, "e"},          {Key::f, "f"},         {Key::g, "g"},           {Key::h, "h"},
+                {Key::i, "i"},          {Key::j, "j"},         {Key::k, "k"},           {Key::l, "l"},
+                {Key::m, "m"},          {Key::n, "n"},         {Key::o, "o"},           {Key::p, "p"},
+                {Key::q, "q"},          {Key::r, "r"},         {Key::s, "s"},           {Key::t, "t"},
+                {Key::u, "u"},          {Key::v, "v"},         {Key::w, "w"},           {Key::x, "x"},
+                {Key::y, "y"},          {Key::z, "z"},         {Key::zero, "0"},        {Key::one, "1"},
+                {Key::two, "2"},        {Key::three, "3"},     {Key::four, "4"},        {Key::five, "5"},
+                {Key::six, "6"},        {Key::seven, "7"},     {Key::eight, "8"},       {Key::nine, "9"},
+                {Key::backslash, "\\"}, {Key::backtick, "`"},  {Key::comma, ","},       {Key::equal, "="},
+                {Key::minus, "-"},      {Key::period, "."},    {Key::quote, "'"},       {Key::semicolon, ";"},
+                {Key::slash, "/"},      {Key::leftBracket, "["}, {Key::rightBracket, "]"},
+            };
+            for (const auto &[key, text] : keys)
+                table.insert(key.rawValue, QString::fromLatin1(text));
+            return table;
+        }();
+        const auto found = texts.constFind(key.rawValue);
+        return found == texts.cend() ? std::nullopt : std::optional<QString>(*found);
+    }
+};
+
 } // namespace
+
+std::unique_ptr<KeyboardLayout> makeUsKeyboardLayout()
+{
+    return std::make_unique<UsKeyboardLayout>();
+}
 
 std::unique_ptr<HotKeyService> makeNullHotKeyService()
 {
@@ -34,7 +69,7 @@ std::unique_ptr<KeyboardLayout> makeNullKeyboardLayout()
 
 PlatformServices makeNullPlatformServices()
 {
-    return {makeNullHotKeyService(), makeNullKeyboardLayout()};
+    return {makeNullHotKeyService(), makeUsKeyboardLayout()};
 }
 
 PlatformServices detectPlatformServices()

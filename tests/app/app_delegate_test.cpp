@@ -2,6 +2,8 @@
 #include "app/key_equivalent.h"
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
+#include "app/shortcut_names.h"
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "hud/progress_hud.h"
 #include "support/fake_platform.h"
 #include "support/stdout_capture.h"
@@ -94,7 +96,9 @@ private slots:
         services.textRecognition = std::move(text);
         services.barcodeDetection = std::move(barcodes);
         services.widgetCenter = std::move(widgets);
-        QFile::remove(UserDefaults::standard().filePath());
+        UserDefaults standard = UserDefaults::standard();
+        for (const QString &key : {QStringLiteral("IgnoreLineBreaks"), Keys::numberOfUsages})
+            standard.remove(key);
         QGuiApplication::clipboard()->setText(QStringLiteral("what the user had"));
         m_delegate = std::make_unique<AppDelegate>(std::move(services));
     }
@@ -118,6 +122,19 @@ private slots:
                  QStringList({"Grab Text | Super+Shift+2", "Read QR Code", "-", "History", "-", "Settings...",
                               "About Scrivlet", "-", "Quit | Super+Q"}));
         QCOMPARE(m_delegate->historyMenu()->menu<QMenu *>() != nullptr, true);
+    }
+
+    void grabTextFollowsTheStoredShortcut()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        QAction *grab = m_delegate->mainMenu()->actions().first();
+        const auto restore = qScopeGuard([] { KeyboardShortcuts::resetToDefaults({toggleUnicornMode()}); });
+        KeyboardShortcuts::storeShortcut(
+            KeyboardShortcuts::Shortcut::fromKey(KeyboardShortcuts::Key::t, Qt::MetaModifier | Qt::AltModifier),
+            toggleUnicornMode());
+        QCOMPARE(grab->text(), QStringLiteral("Grab Text\tSuper+Alt+T"));
+        KeyboardShortcuts::storeShortcut(std::nullopt, toggleUnicornMode());
+        QCOMPARE(grab->text(), QStringLiteral("Grab Text"));
     }
 
     void anEmptyHistoryShowsOnlyNoItems()

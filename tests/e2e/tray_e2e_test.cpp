@@ -229,6 +229,26 @@ private slots:
         QCOMPARE(scrivlet.process().exitCode(), 0);
     }
 
+    void holdingTheShortcutStartsExactlyOneSelection()
+    {
+        RunningScrivlet scrivlet;
+        QVERIFY(trayIconGeometry());
+        const quint32 cursor = currentCursorSerial();
+        xdotool({QStringLiteral("keydown"), QStringLiteral("super+shift+2")});
+        QTest::qWait(1500); // the server repeats the key meanwhile
+        xdotool({QStringLiteral("keyup"), QStringLiteral("super+shift+2")});
+        QVERIFY(waitForSelectionCursor(cursor, 10s));
+        const auto selectors = [] {
+            return runCommand(QStringLiteral("pgrep"), {QStringLiteral("-x"), QStringLiteral("maim")})
+                .standardOutput.count('\n');
+        };
+        QCOMPARE(selectors(), 1);
+        tapKey(QStringLiteral("Escape"));
+        QTRY_COMPARE_WITH_TIMEOUT(selectors(), 0, 5000);
+        QTest::qWait(1000); // no second selection follows
+        QCOMPARE(selectors(), 0);
+    }
+
     void textOnTheScreenLandsOnTheClipboardAndInTheHistory()
     {
         auto *label = new QLabel(QStringLiteral("Hello Scrivlet 2024\nQuick brown fox 42"));

@@ -146,6 +146,19 @@ private slots:
         QCOMPARE(displayText(Shortcut::fromKey(Key::a, Qt::MetaModifier), *none), u"Super+\uFFFD"_s);
         QCOMPARE(displayText(Shortcut::fromKey(Key::f1, Qt::MetaModifier), *none), u"Super+F1"_s);
     }
+
+    void withoutTheUsersLayoutKeysReadAsOnTheUsLayout()
+    {
+        const auto us = makeUsKeyboardLayout();
+        QCOMPARE(displayText(Shortcut::fromKey(Key::two, Qt::ShiftModifier | Qt::MetaModifier), *us),
+                 u"Super+Shift+2"_s);
+        // Every key the US layout types reads the same as on a real X server with that layout.
+        for (std::int64_t code = 0; code < 128; ++code) {
+            const auto guess = us->keyText(Key{code});
+            if (guess && !fixedKeyText(code))
+                QCOMPARE(guess, m_layout->keyText(Key{code}));
+        }
+    }
 };
 
 SCRIVLET_X11_TEST_MAIN(ShortcutTextTest)
