@@ -21,9 +21,11 @@ public:
     [[nodiscard]] static std::unique_ptr<NotificationStoreReview> connect(UrlOpener &urlOpener);
     void requestReview() override;
 
+private Q_SLOTS:
+    void actionInvoked(uint id, const QString &action);
+
 private:
     explicit NotificationStoreReview(UrlOpener &urlOpener);
-    void actionInvoked(uint id, const QString &action);
 
     UrlOpener &m_urlOpener;
     uint m_notification = 0;

@@ -3,6 +3,7 @@
 #include "platform/dbus_widget_center.h"
 #include "platform/desktop_url_opener.h"
 #include "platform/notification_store_review.h"
+#include "platform/portal_region_capture_tool.h"
 #include "platform/process_region_capture_tool.h"
 #include "platform/tesseract_text_recognizer.h"
 #include "platform/zxing_barcode_detector.h"
@@ -26,7 +27,9 @@ Services detectServices()
     const auto isInstalled = [](const QString &program) { return !QStandardPaths::findExecutable(program).isEmpty(); };
     if (auto command = findCaptureTool(services.displayServer, isInstalled))
         services.captureTool = std::make_unique<ProcessRegionCaptureTool>(std::move(*command));
-    else
+    else if (services.displayServer == DisplayServer::wayland)
+        services.captureTool = PortalRegionCaptureTool::connect();
+    if (!services.captureTool)
         qCWarning(lcPlatform) << "no screen selection tool; install" << captureToolPackages(services.displayServer);
     // Loads the model in the background now, so that the first capture does not wait for it.
     services.textRecognition = TesseractTextRecognizer::create();
