@@ -1,4 +1,5 @@
 #include "support/desktop_tools.h"
+#include "support/rendered_images.h"
 #include "support/xvfb_server.h"
 
 #include <QApplication>
@@ -9,8 +10,6 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
-#include <ZXing/BitMatrix.h>
-#include <ZXing/MultiFormatWriter.h>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QProcess>
@@ -119,22 +118,6 @@ bool hudIsShown()
             return true;
     }
     return false;
-}
-
-QImage qrCode(const QString &payload, int scale)
-{
-    const auto matrix = ZXing::MultiFormatWriter(ZXing::BarcodeFormat::QRCode)
-                            .setEncoding(ZXing::CharacterSet::UTF8)
-                            .setMargin(4)
-                            .encode(payload.toStdWString(), 0, 0);
-    QImage image(matrix.width() * scale, matrix.height() * scale, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    for (int y = 0; y < matrix.height(); ++y)
-        for (int x = 0; x < matrix.width(); ++x)
-            if (matrix.get(x, y))
-                painter.fillRect(x * scale, y * scale, scale, scale, Qt::black);
-    return image;
 }
 
 // A window of this test's own, at a fixed place on the screen, showing what the program is to read.
@@ -273,7 +256,7 @@ private slots:
     {
         const QString payload = QStringLiteral("Grüße aus Scrivlet\nzweite Zeile ✓");
         auto *code = new QLabel;
-        code->setPixmap(QPixmap::fromImage(qrCode(payload, 4)));
+        code->setPixmap(QPixmap::fromImage(renderCode(payload, 4)));
         auto target = showOnScreen(code, QRect(300, 200, 300, 300));
         QVERIFY(target);
         RunningScrivlet scrivlet;

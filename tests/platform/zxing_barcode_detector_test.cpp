@@ -1,4 +1,5 @@
 #include "platform/zxing_barcode_detector.h"
+#include "support/rendered_images.h"
 
 #include <QDir>
 #include <QFile>
@@ -6,27 +7,9 @@
 #include <QPainter>
 #include <QTest>
 
-#include <ZXing/BitMatrix.h>
-#include <ZXing/MultiFormatWriter.h>
+using TestSupport::renderCode;
 
 namespace {
-
-// A code drawn with the library's own writer, modulePx screen pixels per module, on a four-module quiet zone.
-QImage renderCode(const QString &payload, int modulePx = 2, ZXing::BarcodeFormat format = ZXing::BarcodeFormat::QRCode)
-{
-    const ZXing::BitMatrix matrix = ZXing::MultiFormatWriter(format)
-                                        .setEncoding(ZXing::CharacterSet::UTF8)
-                                        .setMargin(4)
-                                        .encode(payload.toStdWString(), 0, 0);
-    QImage image(matrix.width() * modulePx, matrix.height() * modulePx, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    for (int y = 0; y < matrix.height(); ++y)
-        for (int x = 0; x < matrix.width(); ++x)
-            if (matrix.get(x, y))
-                painter.fillRect(x * modulePx, y * modulePx, modulePx, modulePx, Qt::black);
-    return image;
-}
 
 QImage canvas(QSize size, QColor background = Qt::white)
 {
