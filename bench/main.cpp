@@ -3,6 +3,7 @@
 #include "scoring.h"
 
 #include "platform/captured_image.h"
+#include "platform/openmp_thread_limit.h"
 #include "platform/tesseract_text_recognizer.h"
 #include "platform/zxing_barcode_detector.h"
 
@@ -198,12 +199,7 @@ int runBarcode(const Bench::Manifest &manifest)
 
 int main(int argc, char *argv[])
 {
-    // Debian's libtesseract starts OpenMP workers that slow recognition down several times on few cores unless
-    // the limit is in the environment before the library loads.
-    if (!std::getenv("OMP_THREAD_LIMIT")) {
-        setenv("OMP_THREAD_LIMIT", "1", 1);
-        execv("/proc/self/exe", argv);
-    }
+    Platform::restartWithSingleThreadedOpenMP(argv);
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments().mid(1);
     if (args.size() < 2)

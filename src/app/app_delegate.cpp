@@ -176,7 +176,8 @@ void AppDelegate::getText()
             return;
         }
         m_services.textRecognition->recognize(image).then(
-            this, [this, ignoreLineBreaks](const std::vector<QString> &lines) { deliverText(lines, ignoreLineBreaks); });
+            this,
+            [this, ignoreLineBreaks](const std::vector<QString> &lines) { deliverText(lines, ignoreLineBreaks); });
     });
 }
 
@@ -203,9 +204,8 @@ void AppDelegate::readQRCode()
             return;
         }
         m_services.barcodeDetection->detect(image).then(
-            this, [this](const std::vector<Platform::BarcodeObservation> &observations) {
-                deliverBarcodes(observations);
-            });
+            this,
+            [this](const std::vector<Platform::BarcodeObservation> &observations) { deliverBarcodes(observations); });
     });
 }
 

@@ -7,11 +7,9 @@
 
 #include <utility>
 
-AppStoreReview::AppStoreReview(Platform::StoreReview *storeReview, bool isStoreVersion, Clock clock,
-                               QObject *parent)
+AppStoreReview::AppStoreReview(Platform::StoreReview *storeReview, bool isStoreVersion, Clock clock, QObject *parent)
     : QObject(parent), m_storeReview(storeReview), m_isStoreVersion(isStoreVersion), m_clock(std::move(clock))
-{
-}
+{}
 
 void AppStoreReview::requestReviewIfAppropriate()
 {

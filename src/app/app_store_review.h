@@ -21,8 +21,8 @@ public:
 
     // storeReview may be null (no desktop to ask): uses are still counted. A build that is not distributed
     // through a store (isStoreVersion false) neither counts nor asks.
-    AppStoreReview(Platform::StoreReview *storeReview, bool isStoreVersion,
-                   Clock clock = &QDateTime::currentDateTime, QObject *parent = nullptr);
+    AppStoreReview(Platform::StoreReview *storeReview, bool isStoreVersion, Clock clock = &QDateTime::currentDateTime,
+                   QObject *parent = nullptr);
 
     void requestReviewIfAppropriate();
 

@@ -18,10 +18,8 @@
 
 CaptureStep::CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener,
                          Platform::DisplayServer displayServer, QString tmpDir, QObject *parent)
-    : QObject(parent), m_tool(tool), m_urlOpener(urlOpener), m_displayServer(displayServer),
-      m_tmpDir(std::move(tmpDir))
-{
-}
+    : QObject(parent), m_tool(tool), m_urlOpener(urlOpener), m_displayServer(displayServer), m_tmpDir(std::move(tmpDir))
+{}
 
 bool CaptureStep::ensureScreenCaptureAccess()
 {
@@ -56,7 +54,8 @@ void CaptureStep::run(std::function<void(const QImage &)> onImage)
     const QString path = captureFilePath();
     QFile previous(path);
     if (!previous.remove())
-        printLine(QStringLiteral("\"%1\" couldn't be removed: %2").arg(QLatin1String(captureFileName), previous.errorString()));
+        printLine(QStringLiteral("\"%1\" couldn't be removed: %2")
+                      .arg(QLatin1String(captureFileName), previous.errorString()));
 
     m_tool->captureRegion(path);
 

@@ -1,6 +1,7 @@
 #include "app/app_delegate.h"
 #include "app/single_instance.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
+#include "platform/openmp_thread_limit.h"
 #include "platform/platform.h"
 #include "platform/private_directory.h"
 
@@ -10,20 +11,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
 
 namespace {
-
-// libgomp reads OMP_THREAD_LIMIT when the process loads it, before main(). Without the limit Tesseract's
-// OpenMP threads make recognition several times slower on small machines, so start once more with it set.
-void restartWithSingleThreadedOpenMP(char **argv)
-{
-    if (std::getenv("OMP_THREAD_LIMIT"))
-        return;
-    ::setenv("OMP_THREAD_LIMIT", "1", 1);
-    ::execv("/proc/self/exe", argv);
-    // Not fatal: recognition is only slower.
-}
 
 QList<QUrl> urlsFromArguments(int argc, char **argv)
 {
@@ -42,7 +31,7 @@ QList<QUrl> urlsFromArguments(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    restartWithSingleThreadedOpenMP(argv);
+    Platform::restartWithSingleThreadedOpenMP(argv);
 
     const QList<QUrl> urls = urlsFromArguments(argc, argv);
     const std::optional<QString> runtimeDirectory = Platform::privateRuntimeDirectory();

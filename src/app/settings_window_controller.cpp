@@ -39,6 +39,5 @@ void SettingsWindowController::windowDidLoad()
 
 void SettingsWindowController::ignoreLineBreaksValueChanged()
 {
-    UserDefaults::standard().setBoolean(ignoreLineBreaksKey,
-                                        m_ignoreLineBreaksCheckBox->checkState() == Qt::Checked);
+    UserDefaults::standard().setBoolean(ignoreLineBreaksKey, m_ignoreLineBreaksCheckBox->checkState() == Qt::Checked);
 }

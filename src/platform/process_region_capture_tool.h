@@ -22,7 +22,8 @@ struct CaptureToolCommand {
 };
 
 // The first region tool of the session's preference list whose programs are all installed.
-std::optional<CaptureToolCommand> findCaptureTool(DisplayServer, const std::function<bool(const QString &)> &isInstalled);
+std::optional<CaptureToolCommand> findCaptureTool(DisplayServer,
+                                                  const std::function<bool(const QString &)> &isInstalled);
 
 // The Debian packages that provide the preferred tool for that display server, for messages to the user.
 QString captureToolPackages(DisplayServer);

@@ -3,8 +3,8 @@
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
 #include "app/shortcut_names.h"
-#include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "hud/progress_hud.h"
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "support/fake_platform.h"
 #include "support/stdout_capture.h"
 #include "support/xvfb_server.h"
@@ -20,13 +20,13 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 
+using Platform::BarcodeObservation;
 using TestSupport::FakeBarcodeDetection;
 using TestSupport::FakeRegionCaptureTool;
 using TestSupport::FakeStoreReview;
 using TestSupport::FakeTextRecognition;
 using TestSupport::FakeUrlOpener;
 using TestSupport::FakeWidgetCenter;
-using Platform::BarcodeObservation;
 
 namespace {
 
@@ -151,22 +151,20 @@ private slots:
         const QString sixtyOne = QString(59, QLatin1Char('y')) + QStringLiteral("yz");
         // "e" + combining acute is one character for the reader, two code units.
         const QString combining = QString(58, QLatin1Char('a')) + QStringLiteral("e\u0301e\u0301e\u0301");
-        storeHistory({sixty, sixtyOne, combining, "Fish & Chips", "line one\nline two", "6", "7", "8", "9",
-                      "tenth"});
+        storeHistory({sixty, sixtyOne, combining, "Fish & Chips", "line one\nline two", "6", "7", "8", "9", "tenth"});
         m_delegate->applicationDidFinishLaunching();
-        const QStringList expected = {
-            sixty + " | Super+1",
-            QString(59, QLatin1Char('y')) + QStringLiteral("\u2026 | Super+2"),
-            QString(58, QLatin1Char('a')) + QStringLiteral("e\u0301\u2026 | Super+3"),
-            "Fish && Chips | Super+4",
-            "line one\nline two | Super+5",
-            "6 | Super+6",
-            "7 | Super+7",
-            "8 | Super+8",
-            "9 | Super+9",
-            "tenth | Super+0",
-            "-",
-            "Clear History"};
+        const QStringList expected = {sixty + " | Super+1",
+                                      QString(59, QLatin1Char('y')) + QStringLiteral("\u2026 | Super+2"),
+                                      QString(58, QLatin1Char('a')) + QStringLiteral("e\u0301\u2026 | Super+3"),
+                                      "Fish && Chips | Super+4",
+                                      "line one\nline two | Super+5",
+                                      "6 | Super+6",
+                                      "7 | Super+7",
+                                      "8 | Super+8",
+                                      "9 | Super+9",
+                                      "tenth | Super+0",
+                                      "-",
+                                      "Clear History"};
         QCOMPARE(describe(m_delegate->historyMenu()->menu<QMenu *>()), expected);
     }
 

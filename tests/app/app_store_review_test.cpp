@@ -41,8 +41,8 @@ private slots:
 
         reviewer.requestReviewIfAppropriate();
         QCOMPARE(usages(), 6);
-        QCOMPARE(lastRequest(), m_now.toSecsSinceEpoch()); // whole seconds
-        QCOMPARE(m_store.requests, 0);                      // not at once...
+        QCOMPARE(lastRequest(), m_now.toSecsSinceEpoch());    // whole seconds
+        QCOMPARE(m_store.requests, 0);                        // not at once...
         QTRY_COMPARE_WITH_TIMEOUT(m_store.requests, 1, 5000); // ...but after the delay
 
         m_now = m_now.addDays(1);
@@ -59,10 +59,10 @@ private slots:
         QTest::addColumn<QDateTime>("now");
         QTest::addColumn<bool>("asks");
         const QDateTime last(QDate(2026, 1, 31), QTime(9, 30));
-        QTest::newRow("exactly one month later does not ask") << last << QDateTime(QDate(2026, 2, 28), QTime(9, 30))
-                                                              << false;
-        QTest::newRow("a second after the month asks") << last << QDateTime(QDate(2026, 2, 28), QTime(9, 30, 1))
-                                                       << true;
+        QTest::newRow("exactly one month later does not ask")
+            << last << QDateTime(QDate(2026, 2, 28), QTime(9, 30)) << false;
+        QTest::newRow("a second after the month asks")
+            << last << QDateTime(QDate(2026, 2, 28), QTime(9, 30, 1)) << true;
         QTest::newRow("thirty days in a long month is not a month")
             << QDateTime(QDate(2026, 3, 1), QTime(0, 0)) << QDateTime(QDate(2026, 3, 31), QTime(0, 0)) << false;
         QTest::newRow("the next day of the next month asks")

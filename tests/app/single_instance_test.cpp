@@ -37,7 +37,8 @@ private slots:
     void forwardingWithoutAnInstanceFails()
     {
         QTemporaryDir empty;
-        QVERIFY(!SingleInstance::forward(empty.path() + QLatin1Char('/'), {QUrl(QStringLiteral("scrivlet:///_Grab_"))}));
+        QVERIFY(
+            !SingleInstance::forward(empty.path() + QLatin1Char('/'), {QUrl(QStringLiteral("scrivlet:///_Grab_"))}));
     }
 
     void aSocketLeftByACrashIsReplaced()

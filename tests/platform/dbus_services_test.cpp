@@ -94,8 +94,9 @@ private slots:
     {
         QDBusConnection listener = serviceConnection(QStringLiteral("listener"));
         QSignalSpy changed(this, &DBusServicesTest::historyChanged);
-        QVERIFY(listener.connect(QString(), QStringLiteral("/app/scrivlet/History"), QStringLiteral("app.scrivlet.History"),
-                                 QStringLiteral("Changed"), this, SIGNAL(historyChanged())));
+        QVERIFY(listener.connect(QString(), QStringLiteral("/app/scrivlet/History"),
+                                 QStringLiteral("app.scrivlet.History"), QStringLiteral("Changed"), this,
+                                 SIGNAL(historyChanged())));
         auto center = Platform::DBusWidgetCenter::connect();
         QVERIFY(center);
         center->reloadAllTimelines();

@@ -19,7 +19,8 @@ namespace {
 // A stand-in for a capture tool: a shell script that behaves as the script text says.
 CaptureToolCommand scriptTool(const QString &script, bool toStandardOutput = false)
 {
-    return {QStringLiteral("sh"), {QStringLiteral("-c"), script, QStringLiteral("tool"), QStringLiteral("%f")},
+    return {QStringLiteral("sh"),
+            {QStringLiteral("-c"), script, QStringLiteral("tool"), QStringLiteral("%f")},
             toStandardOutput};
 }
 
@@ -59,13 +60,12 @@ private slots:
         QTest::newRow("maim without slop cannot select") << x11 << QStringList{"maim", "scrot"} << "scrot";
         QTest::newRow("flameshot before gnome-screenshot")
             << x11 << QStringList{"gnome-screenshot", "flameshot"} << "flameshot";
-        QTest::newRow("gnome-screenshot before scrot") << x11 << QStringList{"scrot", "gnome-screenshot"}
-                                                       << "gnome-screenshot";
+        QTest::newRow("gnome-screenshot before scrot")
+            << x11 << QStringList{"scrot", "gnome-screenshot"} << "gnome-screenshot";
         QTest::newRow("nothing installed") << x11 << QStringList{} << "";
-        QTest::newRow("wayland needs grim and slurp") << wayland << QStringList{"grim", "slurp", "maim", "slop"}
-                                                      << "sh";
-        QTest::newRow("X11 tools cannot select on wayland") << wayland << QStringList{"maim", "slop", "scrot"}
-                                                            << "";
+        QTest::newRow("wayland needs grim and slurp")
+            << wayland << QStringList{"grim", "slurp", "maim", "slop"} << "sh";
+        QTest::newRow("X11 tools cannot select on wayland") << wayland << QStringList{"maim", "slop", "scrot"} << "";
         QTest::newRow("grim alone cannot select") << wayland << QStringList{"grim"} << "";
     }
 
@@ -144,7 +144,8 @@ private slots:
         int timerFired = 0;
         int queuedRan = 0;
         QTimer::singleShot(50, this, [&] { ++timerFired; });
-        QMetaObject::invokeMethod(this, [&] { ++queuedRan; }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [&] { ++queuedRan; }, Qt::QueuedConnection);
         ProcessRegionCaptureTool tool(scriptTool(QStringLiteral("sleep 0.5; exit 1")));
         tool.captureRegion(destination());
         QCOMPARE(timerFired, 1);

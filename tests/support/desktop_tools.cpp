@@ -90,10 +90,10 @@ quint32 currentCursorSerial()
     auto connection = connectToDisplay();
     if (!connection)
         return 0;
-    XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
-        connection.get(), xcb_xfixes_query_version(connection.get(), 4, 0), nullptr));
-    XcbReply<xcb_xfixes_get_cursor_image_reply_t> image(xcb_xfixes_get_cursor_image_reply(
-        connection.get(), xcb_xfixes_get_cursor_image(connection.get()), nullptr));
+    XcbReply<xcb_xfixes_query_version_reply_t> version(
+        xcb_xfixes_query_version_reply(connection.get(), xcb_xfixes_query_version(connection.get(), 4, 0), nullptr));
+    XcbReply<xcb_xfixes_get_cursor_image_reply_t> image(
+        xcb_xfixes_get_cursor_image_reply(connection.get(), xcb_xfixes_get_cursor_image(connection.get()), nullptr));
     return image ? image->cursor_serial : 0;
 }
 
@@ -130,8 +130,8 @@ std::optional<quint32> waitForWindowOfClass(const QString &className, std::chron
 
 std::optional<QRect> windowGeometry(quint32 window)
 {
-    const auto result = runCommand(QStringLiteral("xdotool"),
-                                   {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), QString::number(window)});
+    const auto result = runCommand(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
+                                                               QStringLiteral("--shell"), QString::number(window)});
     if (result.exitCode != 0)
         return std::nullopt;
     QRect geometry;

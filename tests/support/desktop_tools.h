@@ -2,8 +2,8 @@
 
 #include <QList>
 #include <QPoint>
-#include <QRect>
 #include <QProcess>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 

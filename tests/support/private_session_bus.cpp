@@ -7,8 +7,8 @@ namespace TestSupport {
 std::unique_ptr<PrivateSessionBus> PrivateSessionBus::start()
 {
     std::unique_ptr<PrivateSessionBus> bus(new PrivateSessionBus);
-    bus->m_daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                                        QStringLiteral("--print-address=1")});
+    bus->m_daemon.start(QStringLiteral("dbus-daemon"),
+                        {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
     if (!bus->m_daemon.waitForStarted(5000))
         return nullptr;
     QByteArray out;

@@ -1,10 +1,10 @@
 #include "support/xvfb_server.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryFile>
 #include <QThread>
-#include <QDeadlineTimer>
 
 #include <sys/stat.h>
 

@@ -42,17 +42,17 @@ private:
 } // namespace TestSupport
 
 // main() for test classes that need a real X server: starts Xvfb before the QApplication connects.
-#define SCRIVLET_X11_TEST_MAIN(TestObject)                                                                   \
-    int main(int argc, char **argv)                                                                          \
-    {                                                                                                        \
-        TestSupport::IsolatedXdgEnvironment xdg;                                                             \
-        auto server = TestSupport::XvfbServer::start();                                                      \
-        if (!server)                                                                                         \
-            qFatal("Xvfb could not be started");                                                             \
-        qputenv("QT_QPA_PLATFORM", "xcb");                                                                   \
-        QApplication app(argc, argv);                                                                        \
-        app.setAttribute(Qt::AA_Use96Dpi, true);                                                             \
-        TestObject tc;                                                                                       \
-        QTEST_SET_MAIN_SOURCE_PATH                                                                           \
-        return QTest::qExec(&tc, argc, argv);                                                                \
+#define SCRIVLET_X11_TEST_MAIN(TestObject)                                                                             \
+    int main(int argc, char **argv)                                                                                    \
+    {                                                                                                                  \
+        TestSupport::IsolatedXdgEnvironment xdg;                                                                       \
+        auto server = TestSupport::XvfbServer::start();                                                                \
+        if (!server)                                                                                                   \
+            qFatal("Xvfb could not be started");                                                                       \
+        qputenv("QT_QPA_PLATFORM", "xcb");                                                                             \
+        QApplication app(argc, argv);                                                                                  \
+        app.setAttribute(Qt::AA_Use96Dpi, true);                                                                       \
+        TestObject tc;                                                                                                 \
+        QTEST_SET_MAIN_SOURCE_PATH                                                                                     \
+        return QTest::qExec(&tc, argc, argv);                                                                          \
     }

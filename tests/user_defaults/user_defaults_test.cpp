@@ -94,8 +94,8 @@ private slots:
         QTest::newRow("yes text is true") << "\"YES\""_ba << true << 0LL << "YES" << false;
         QTest::newRow("other text is false and zero") << "\"abc\""_ba << false << 0LL << "abc" << false;
         QTest::newRow("an array is no string") << "[\"a\",\"b\"]"_ba << false << 0LL << "<none>" << true;
-        QTest::newRow("an array with a number is no string array") << "[\"a\",1]"_ba << false << 0LL << "<none>"
-                                                                    << false;
+        QTest::newRow("an array with a number is no string array")
+            << "[\"a\",1]"_ba << false << 0LL << "<none>" << false;
         QTest::newRow("an object is nothing") << "{\"a\":1}"_ba << false << 0LL << "<none>" << false;
         QTest::newRow("null is nothing") << "null"_ba << false << 0LL << "<none>" << false;
     }
