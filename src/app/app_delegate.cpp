@@ -3,6 +3,7 @@
 #include "app/announce.h"
 #include "app/diagnostics.h"
 #include "app/key_equivalent.h"
+#include "app/key_equivalent_menu.h"
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
 #include "app/shortcut_names.h"
@@ -66,7 +67,7 @@ void copyToClipboard(const QString &text)
 
 AppDelegate::AppDelegate(Platform::Services services, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_statusItem(std::make_unique<QSystemTrayIcon>()),
-      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<QMenu>()),
+      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<KeyEquivalentMenu>()),
       m_appStoreReview(m_services.storeReview.get(), SCRIVLET_IS_STORE_VERSION)
 {
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
@@ -96,7 +97,7 @@ void AppDelegate::buildMainMenu()
 {
     QMenu *menu = m_mainMenu.get();
     QAction *grab = menu->addAction(QStringLiteral("Grab Text"), this, &AppDelegate::grabAction);
-    setKeyEquivalent(grab, QStringLiteral("2"), Qt::ShiftModifier | Qt::MetaModifier);
+    // Shows the global shortcut, whatever the user recorded; the shortcut module answers it, not the menu.
     KeyboardShortcuts::bindShortcut(grab, toggleUnicornMode());
     menu->addAction(QStringLiteral("Read QR Code"), this, &AppDelegate::readQRCode);
     menu->addSeparator();
@@ -113,7 +114,7 @@ void AppDelegate::buildMainMenu()
 
 void AppDelegate::buildHistoryMenu()
 {
-    auto submenu = new QMenu(m_mainMenu.get());
+    auto submenu = new KeyEquivalentMenu(m_mainMenu.get());
     const QStringList history = textHistory(sharedDefaults());
     if (history.isEmpty()) {
         submenu->addAction(QStringLiteral("No items"))->setEnabled(false);

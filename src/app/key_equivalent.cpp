@@ -1,6 +1,7 @@
 #include "app/key_equivalent.h"
 
 #include <QAction>
+#include <QKeySequence>
 #include <QStringList>
 
 QString keyEquivalentText(const QString &key, Qt::KeyboardModifiers modifiers)
@@ -26,6 +27,11 @@ void setKeyEquivalent(QAction *action, const QString &key, Qt::KeyboardModifiers
     const QString text = keyEquivalentText(key, modifiers);
     const QString title = menuTitle(action);
     action->setText(text.isEmpty() ? title : title + QLatin1Char('\t') + text);
+    // Kept for KeyEquivalentMenu; in the widget's own context, so that it fires nowhere else.
+    action->setShortcutContext(Qt::WidgetShortcut);
+    action->setShortcut(key.isEmpty()
+                            ? QKeySequence()
+                            : QKeySequence(QKeyCombination(modifiers, Qt::Key(key.toUpper().at(0).unicode()))));
 }
 
 QString menuTitle(const QAction *action)

@@ -179,6 +179,24 @@ private slots:
         QCOMPARE(textHistory(sharedDefaults()), QStringList({QStringLiteral("newest"), longText})); // unchanged
     }
 
+    void keyEquivalentsWorkWhileTheMenuIsOpen()
+    {
+        storeHistory({QStringLiteral("newest"), QStringLiteral("older")});
+        m_delegate->applicationDidFinishLaunching();
+        auto *submenu = m_delegate->historyMenu()->menu<QMenu *>();
+        submenu->popup(QPoint(10, 10));
+        QVERIFY(QTest::qWaitForWindowExposed(submenu));
+        QTest::keyClick(submenu, Qt::Key_2, Qt::MetaModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("older"));
+        QTRY_VERIFY(!submenu->isVisible());
+
+        submenu->popup(QPoint(10, 10));
+        QVERIFY(QTest::qWaitForWindowExposed(submenu));
+        QTest::keyClick(submenu, Qt::Key_1); // without Super it is no key equivalent
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("older"));
+        submenu->hide();
+    }
+
     void clearHistoryStoresAnEmptyArray()
     {
         storeHistory({QStringLiteral("one"), QStringLiteral("two")});
