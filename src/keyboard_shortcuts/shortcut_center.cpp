@@ -1,5 +1,8 @@
 #include "keyboard_shortcuts/shortcut_center.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace KeyboardShortcuts {
@@ -33,8 +36,50 @@ void ShortcutCenter::meet(const Name &name)
     m_metNames.insert(name.rawValue);
     if (!m_menuTracker)
         m_menuTracker = std::make_unique<MenuTracker>([this](bool tracking) { setMenuTracking(tracking); });
+    if (!m_storageWatcher)
+        watchStorage();
     if (name.defaultShortcut && !m_defaults.contains(name.defaultsKey()))
         save(*name.defaultShortcut, name);
+    m_lastSeen.insert(name.rawValue, readShortcut(name));
+}
+
+void ShortcutCenter::watchStorage()
+{
+    // Writers replace the file by renaming a new one over it, so the folder is what changes.
+    const QString folder = QFileInfo(m_defaults.filePath()).absolutePath();
+    QDir().mkpath(folder);
+    m_storageWatcher = std::make_unique<QFileSystemWatcher>(QStringList{folder});
+    m_syncDelay = std::make_unique<QTimer>();
+    m_syncDelay->setSingleShot(true);
+    m_syncDelay->setInterval(50); // one sync for the lock file, the temporary file and the rename of one write
+    QObject::connect(m_syncDelay.get(), &QTimer::timeout, m_syncDelay.get(), [this] { syncWithStorage(); });
+    QObject::connect(m_storageWatcher.get(), &QFileSystemWatcher::directoryChanged, m_syncDelay.get(),
+                     qOverload<>(&QTimer::start));
+}
+
+void ShortcutCenter::syncWithStorage()
+{
+    std::vector<Name> changed;
+    const auto collect = [&](const auto &table) {
+        for (const auto &[name, value] : table) {
+            const std::optional<Shortcut> stored = readShortcut(name);
+            const std::optional<Shortcut> previous = m_lastSeen.value(name.rawValue);
+            if (previous == stored)
+                continue;
+            m_lastSeen.insert(name.rawValue, stored);
+            if (previous)
+                deactivate(*previous);
+            if (stored)
+                activate(*stored);
+            changed.push_back(name);
+        }
+    };
+    collect(m_keyDownActions);
+    collect(m_keyUpActions);
+    collect(m_keyDownStreams);
+    collect(m_keyUpStreams);
+    for (const Name &name : changed)
+        emit m_notifications.shortcutByNameDidChange(name);
 }
 
 std::optional<Shortcut> ShortcutCenter::readShortcut(const Name &name) const
@@ -66,6 +111,7 @@ void ShortcutCenter::save(Shortcut shortcut, const Name &name)
         deactivate(*previous);
     activate(shortcut);
     m_defaults.setString(name.defaultsKey(), QString::fromUtf8(shortcut.toJson()));
+    m_lastSeen.insert(name.rawValue, shortcut);
     emit m_notifications.shortcutByNameDidChange(name);
 }
 
@@ -80,6 +126,7 @@ void ShortcutCenter::clear(const Name &name)
     else
         m_defaults.remove(name.defaultsKey());
     deactivate(*previous);
+    m_lastSeen.insert(name.rawValue, std::nullopt);
     emit m_notifications.shortcutByNameDidChange(name);
 }
 

@@ -7,8 +7,11 @@
 #include "keyboard_shortcuts/shortcut_notifications.h"
 #include "user_defaults/user_defaults.h"
 
+#include <QFileSystemWatcher>
+#include <QHash>
 #include <QList>
 #include <QSet>
+#include <QTimer>
 
 #include <cstdint>
 #include <functional>
@@ -25,7 +28,8 @@ namespace KeyboardShortcuts {
 // use one shared center; tests make their own. Main thread only. The service must outlive the center.
 //
 // The first time a center meets a name, it stores the name's default unless the defaults hold anything at all
-// under its key, so a shortcut the user cleared stays cleared.
+// under its key, so a shortcut the user cleared stays cleared. A shortcut another process stores in the same
+// defaults file is grabbed, and announced, as soon as the file changes.
 class ShortcutCenter {
 public:
     using Action = std::function<void()>;
@@ -68,12 +72,17 @@ public:
     HotKeyRegistry &hotKeys() { return m_hotKeys; }
     bool isActive(Shortcut shortcut) const { return m_activeShortcuts.contains(shortcut); }
 
+    // For every name with actions or streams whose stored shortcut changed behind this center's back: releases
+    // the old shortcut, grabs the new one and announces the change.
+    void syncWithStorage();
+
 private:
     template <typename Value> using NameTable = std::vector<std::pair<Name, Value>>;
     using Feeders = std::map<std::uint64_t, std::function<void()>>;
     friend class KeyEventStream;
 
     void meet(const Name &name);
+    void watchStorage();
     std::optional<Shortcut> readShortcut(const Name &name) const;
     void save(Shortcut shortcut, const Name &name);
     void clear(const Name &name);
@@ -91,6 +100,7 @@ private:
     HotKeyRegistry m_hotKeys;
     ShortcutNotifications m_notifications;
     QSet<QString> m_metNames;
+    QHash<QString, std::optional<Shortcut>> m_lastSeen; // by raw value, as this center last read or wrote it
     QSet<Shortcut> m_activeShortcuts;
     NameTable<std::vector<Action>> m_keyDownActions;
     NameTable<std::vector<Action>> m_keyUpActions;
@@ -101,6 +111,8 @@ private:
     bool m_isPaused = false;
     bool m_menuTracking = false;
     std::unique_ptr<MenuTracker> m_menuTracker;
+    std::unique_ptr<QFileSystemWatcher> m_storageWatcher;
+    std::unique_ptr<QTimer> m_syncDelay;
     std::shared_ptr<ShortcutCenter *> m_self; // streams hold it weakly
 };
 

@@ -327,6 +327,34 @@ private slots:
         stream.reset();
     }
 
+    void aShortcutStoredByAnotherProcessIsGrabbedAndAnnounced()
+    {
+        Run run(m_path);
+        int fired = 0;
+        run.center.addKeyUpAction(unicorn, [&] { ++fired; });
+        QSignalSpy changed(&run.center.notifications(), &ShortcutNotifications::shortcutByNameDidChange);
+        QCOMPARE(run.service.grabCount(superShift2), 1);
+
+        UserDefaults otherProcess(m_path); // e.g. a settings tool writing the same file
+        otherProcess.setString(unicorn.defaultsKey(), QString::fromUtf8(superA.toJson()));
+        QTRY_COMPARE(run.service.grabCount(superA), 1);
+        QCOMPARE(run.service.grabCount(superShift2), 0);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY(run.service.tap(superA));
+        QCOMPARE(fired, 1);
+
+        otherProcess.setBoolean(unicorn.defaultsKey(), false); // cleared elsewhere
+        QTRY_COMPARE(run.service.grabCount(superA), 0);
+        QCOMPARE(changed.count(), 2);
+
+        // Our own writes are no news: nothing is announced twice.
+        run.center.storeShortcut(superShift2, unicorn);
+        QCOMPARE(changed.count(), 3);
+        QTest::qWait(200);
+        QCOMPARE(changed.count(), 3);
+        QCOMPARE(run.service.grabCount(superShift2), 1);
+    }
+
     void removingAllActionsReleasesTheirShortcuts()
     {
         Run run(m_path);
