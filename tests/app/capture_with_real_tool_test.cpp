@@ -68,16 +68,6 @@ private slots:
         QCOMPARE(info.st_mode & 0777, mode_t(0700));
         QVERIFY(directory.startsWith(qEnvironmentVariable("XDG_RUNTIME_DIR")));
     }
-
-    void escapeCancelsWithoutAnImage()
-    {
-        int images = 0;
-        whileSelecting([] { TestSupport::tapKey(QStringLiteral("Escape")); });
-        m_step->run([&](const QImage &) { ++images; });
-        QTest::qWait(200);
-        QCOMPARE(images, 0);
-        QVERIFY(!QFile::exists(m_step->captureFilePath()));
-    }
 };
 
 SCRIVLET_X11_TEST_MAIN(CaptureWithRealToolTest)
