@@ -111,23 +111,6 @@ bool waitForSelectionCursor(quint32 serialBefore, std::chrono::milliseconds time
     return false;
 }
 
-std::optional<quint32> waitForWindowOfClass(const QString &className, std::chrono::milliseconds timeout)
-{
-    QDeadlineTimer deadline(timeout);
-    while (!deadline.hasExpired()) {
-        const auto result = runCommand(QStringLiteral("xdotool"),
-                                       {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                        QStringLiteral("--classname"), QStringLiteral("^%1$").arg(className)});
-        const QByteArray first = result.standardOutput.split('\n').value(0).trimmed();
-        bool ok = false;
-        const quint32 window = first.toUInt(&ok);
-        if (result.exitCode == 0 && ok)
-            return window;
-        QTest::qWait(50);
-    }
-    return std::nullopt;
-}
-
 std::optional<QRect> windowGeometry(quint32 window)
 {
     const auto result = runCommand(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),

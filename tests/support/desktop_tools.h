@@ -36,9 +36,6 @@ void tapKey(const QString &key);
 [[nodiscard]] bool waitForSelectionCursor(quint32 serialBefore, std::chrono::milliseconds timeout);
 quint32 currentCursorSerial();
 
-// Waits until a window of that WM_CLASS instance name is visible; empty on timeout.
-std::optional<quint32> waitForWindowOfClass(const QString &className, std::chrono::milliseconds timeout);
-
 // Position and size of a window on the screen; empty when it is gone.
 std::optional<QRect> windowGeometry(quint32 window);
 
