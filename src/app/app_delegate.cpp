@@ -14,7 +14,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
-#include <QDir>
 #include <QIcon>
 #include <QMenu>
 #include <QMessageBox>
@@ -27,13 +26,10 @@ constexpr qsizetype historyTitleLength = 60;
 constexpr qsizetype historyLimit = 10;
 const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
 
+// Empty when nowhere private can be had: then no capture is written where another user could read or plant it.
 QString temporaryDirectory()
 {
-    if (auto directory = Platform::privateRuntimeDirectory())
-        return *directory;
-    // Nowhere private to write: captures then fail to save and end silently, like a cancelled selection.
-    printLine(QStringLiteral("no private directory for captures"));
-    return QDir::tempPath() + QLatin1Char('/');
+    return Platform::privateRuntimeDirectory().value_or(QString());
 }
 
 // The entry itself when it has at most 60 user-perceived characters, else its first 59 and "…".

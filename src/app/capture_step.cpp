@@ -51,6 +51,10 @@ void CaptureStep::run(std::function<void(const QImage &)> onImage)
 {
     if (!ensureScreenCaptureAccess())
         return;
+    if (m_tmpDir.isEmpty()) {
+        printLine(QStringLiteral("no private directory for captures"));
+        return;
+    }
     const QString path = captureFilePath();
     QFile previous(path);
     if (!previous.remove())

@@ -22,6 +22,7 @@ public:
     static constexpr auto captureFileName = "captureRegion.png";
 
     // tool may be null: the session has no capture tool, and every capture tells the user what to install.
+    // An empty tmpDir (no private directory could be made) ends every capture before the tool starts.
     CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener,
                 Platform::DisplayServer displayServer, QString tmpDir, QObject *parent = nullptr);
 

@@ -154,6 +154,13 @@ private slots:
         QVERIFY(m_opener.opened.isEmpty());
     }
 
+    void withoutAPrivateDirectoryNothingIsCaptured()
+    {
+        CaptureStep step(&m_tool, m_opener, Platform::DisplayServer::x11, QString());
+        step.run([this](const QImage &image) { m_images.append(image.size()); });
+        QCOMPARE(m_tool.captures, 0);
+    }
+
     void withAToolNoAlertIsShown()
     {
         QVERIFY(m_step->ensureScreenCaptureAccess());
