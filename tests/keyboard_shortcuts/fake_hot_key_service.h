@@ -9,23 +9,24 @@
 
 // Records grabs and lets a test press and release them as the X server would.
 class FakeHotKeyService final : public KeyboardShortcuts::HotKeyService {
+    using Shortcut = KeyboardShortcuts::Shortcut;
+    using Handlers = KeyboardShortcuts::HotKeyHandlers;
+
 public:
-    std::unique_ptr<KeyboardShortcuts::HotKeyGrab> grab(KeyboardShortcuts::Shortcut shortcut,
-                                                        KeyboardShortcuts::HotKeyHandlers handlers) override
+    std::unique_ptr<KeyboardShortcuts::HotKeyGrab> grab(Shortcut shortcut, Handlers handlers) override
     {
         ++m_attempts;
         if (m_taken.contains(shortcut))
             return nullptr;
-        const int id = ++m_lastGrab;
-        m_grabs.emplace(id, Entry{shortcut, std::move(handlers)});
-        return std::make_unique<Grab>(*this, id);
+        m_grabs.emplace(++m_lastGrab, Entry{shortcut, std::move(handlers)});
+        return std::make_unique<Grab>(*this, m_lastGrab);
     }
 
     // Another client holds the combination: grabs of it are refused until released.
-    void takeByOtherClient(KeyboardShortcuts::Shortcut shortcut) { m_taken.insert(shortcut); }
-    void releaseByOtherClient(KeyboardShortcuts::Shortcut shortcut) { m_taken.remove(shortcut); }
+    void takeByOtherClient(Shortcut shortcut) { m_taken.insert(shortcut); }
+    void releaseByOtherClient(Shortcut shortcut) { m_taken.remove(shortcut); }
 
-    int grabCount(KeyboardShortcuts::Shortcut shortcut) const
+    int grabCount(Shortcut shortcut) const
     {
         return int(
             std::ranges::count_if(m_grabs, [&](const auto &entry) { return entry.second.shortcut == shortcut; }));
@@ -34,20 +35,14 @@ public:
     int attempts() const { return m_attempts; }
 
     // Calls the handlers of every grab of the combination; false when none holds it.
-    bool press(KeyboardShortcuts::Shortcut shortcut)
-    {
-        return fire(shortcut, &KeyboardShortcuts::HotKeyHandlers::onPress);
-    }
-    bool release(KeyboardShortcuts::Shortcut shortcut)
-    {
-        return fire(shortcut, &KeyboardShortcuts::HotKeyHandlers::onRelease);
-    }
-    bool tap(KeyboardShortcuts::Shortcut shortcut) { return press(shortcut) && release(shortcut); }
+    bool press(Shortcut shortcut) { return fire(shortcut, &Handlers::onPress); }
+    bool release(Shortcut shortcut) { return fire(shortcut, &Handlers::onRelease); }
+    bool tap(Shortcut shortcut) { return press(shortcut) && release(shortcut); }
 
 private:
     struct Entry {
-        KeyboardShortcuts::Shortcut shortcut;
-        KeyboardShortcuts::HotKeyHandlers handlers;
+        Shortcut shortcut;
+        Handlers handlers;
     };
     class Grab final : public KeyboardShortcuts::HotKeyGrab {
     public:
@@ -59,7 +54,7 @@ private:
         int m_id;
     };
 
-    bool fire(KeyboardShortcuts::Shortcut shortcut, std::function<void()> KeyboardShortcuts::HotKeyHandlers::*handler)
+    bool fire(Shortcut shortcut, std::function<void()> Handlers::*handler)
     {
         QList<std::function<void()>> calls;
         for (const auto &[id, entry] : m_grabs) {
@@ -72,7 +67,7 @@ private:
     }
 
     std::map<int, Entry> m_grabs;
-    QSet<KeyboardShortcuts::Shortcut> m_taken;
+    QSet<Shortcut> m_taken;
     int m_lastGrab = 0;
     int m_attempts = 0;
 };

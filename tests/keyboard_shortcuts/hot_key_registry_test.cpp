@@ -8,22 +8,12 @@
 
 using namespace KeyboardShortcuts;
 using Routing = HotKeyRegistry::Routing;
+using Ids = std::vector<HotKeyRegistry::HotKeyId>;
 
 namespace {
 
 const Shortcut superShift2{19, 768};
 const Shortcut superA{0, 256};
-
-struct Calls {
-    QList<Shortcut> downs;
-    QList<Shortcut> ups;
-};
-
-std::optional<HotKeyRegistry::HotKeyId> add(HotKeyRegistry &registry, Shortcut shortcut, Calls &calls)
-{
-    return registry.addHotKey(
-        shortcut, [&calls](Shortcut s) { calls.downs << s; }, [&calls](Shortcut s) { calls.ups << s; });
-}
 
 // Counts the key events a widget itself gets to see.
 class KeyEventCounter : public QObject {
@@ -33,8 +23,7 @@ public:
 protected:
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease)
-            ++count;
+        count += event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
         return false;
     }
 };
@@ -50,140 +39,107 @@ void sendKey(QWidget &to, QEvent::Type type, quint32 scanCode, Qt::KeyboardModif
 class HotKeyRegistryTest : public QObject {
     Q_OBJECT
 
+private:
+    std::optional<FakeHotKeyService> m_service;
+    std::optional<HotKeyRegistry> m_registry;
+    QList<Shortcut> m_downs, m_ups;
+
+    std::optional<HotKeyRegistry::HotKeyId> add(Shortcut shortcut)
+    {
+        return m_registry->addHotKey(
+            shortcut, [this](Shortcut s) { m_downs << s; }, [this](Shortcut s) { m_ups << s; });
+    }
+
 private slots:
-    void idsCountUpFromOneAndRefusalsUseThemUp()
+    void init()
     {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        QCOMPARE(add(registry, superA, calls), std::optional<HotKeyRegistry::HotKeyId>(1));
-        service.takeByOtherClient(superShift2);
-        QCOMPARE(add(registry, superShift2, calls), std::nullopt);
-        QCOMPARE(add(registry, superShift2, calls), std::nullopt);
-        service.releaseByOtherClient(superShift2);
-        QCOMPARE(add(registry, superShift2, calls), std::optional<HotKeyRegistry::HotKeyId>(4));
-        QCOMPARE(registry.hotKeyIds(superShift2), std::vector<HotKeyRegistry::HotKeyId>{4});
+        m_registry.reset();
+        m_service.emplace();
+        m_registry.emplace(*m_service);
+        m_downs.clear();
+        m_ups.clear();
     }
+    void cleanup() { m_registry.reset(); }
 
-    void pressAndReleaseReachTheirCallbacks()
+    void idsCountUpFromOneRefusalsUseThemUpAndRemovingDropsTheCombination()
     {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        add(registry, superShift2, calls);
-        QVERIFY(service.press(superShift2));
-        QCOMPARE(calls.downs, QList{superShift2});
-        QVERIFY(calls.ups.isEmpty());
-        QVERIFY(service.release(superShift2));
-        QCOMPARE(calls.ups, QList{superShift2});
-    }
-
-    void removingDropsEveryHotKeyOfTheCombination()
-    {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        add(registry, superA, calls);
-        add(registry, superA, calls);
-        add(registry, superShift2, calls);
-        QCOMPARE(service.grabCount(superA), 2);
-        registry.removeHotKeys(Shortcut{5, 256}); // never added: nothing happens
-        QCOMPARE(service.totalGrabCount(), 3);
-        registry.removeHotKeys(superA);
-        QCOMPARE(service.grabCount(superA), 0);
-        QCOMPARE(service.grabCount(superShift2), 1);
-        QVERIFY(registry.hotKeyIds(superA).empty());
+        QCOMPARE(add(superA), std::optional<HotKeyRegistry::HotKeyId>(1));
+        m_service->takeByOtherClient(superShift2);
+        QCOMPARE(add(superShift2), std::nullopt);
+        QCOMPARE(add(superShift2), std::nullopt);
+        m_service->releaseByOtherClient(superShift2);
+        QCOMPARE(add(superShift2), std::optional<HotKeyRegistry::HotKeyId>(4));
+        QCOMPARE(add(superA), std::optional<HotKeyRegistry::HotKeyId>(5));
+        QCOMPARE(m_registry->hotKeyIds(superA), (Ids{1, 5}));
+        m_registry->removeHotKeys(superA);
+        QCOMPARE(m_service->grabCount(superA), 0);
+        QVERIFY(m_registry->hotKeyIds(superA).empty());
+        QCOMPARE(m_registry->hotKeyIds(superShift2), Ids{4});
     }
 
     void aCallbackMayRemoveItsOwnHotKey()
     {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
         int ups = 0;
-        registry.addHotKey(
-            superA, [&](Shortcut s) { registry.removeHotKeys(s); }, [&](Shortcut) { ++ups; });
-        QVERIFY(service.press(superA));
-        QVERIFY(!service.release(superA));
+        m_registry->addHotKey(
+            superA, [&](Shortcut s) { m_registry->removeHotKeys(s); }, [&](Shortcut) { ++ups; });
+        QVERIFY(m_service->press(superA));
+        QVERIFY(!m_service->release(superA));
         QCOMPARE(ups, 0);
     }
 
     void suspendingKeepsIdsAndResumingGrabsAgain()
     {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        add(registry, superA, calls);
-        add(registry, superShift2, calls);
-        registry.setRouting(Routing::disabled);
-        QCOMPARE(service.totalGrabCount(), 0);
-        QCOMPARE(registry.hotKeyIds(superA), std::vector<HotKeyRegistry::HotKeyId>{1});
-        // A hot key added while suspended is filed, not grabbed.
-        add(registry, Shortcut{5, 256}, calls);
-        QCOMPARE(service.totalGrabCount(), 0);
-
+        add(superA);
+        add(superShift2);
+        m_registry->setRouting(Routing::disabled);
+        QCOMPARE(m_service->totalGrabCount(), 0);
+        QCOMPARE(m_registry->hotKeyIds(superA), Ids{1});
+        add(Shortcut{5, 256}); // filed, not grabbed
+        QCOMPARE(m_service->totalGrabCount(), 0);
         // Another client took one combination meanwhile: that hot key is dropped, the others come back.
-        service.takeByOtherClient(superA);
-        registry.setRouting(Routing::normal);
-        QVERIFY(registry.hotKeyIds(superA).empty());
-        QCOMPARE(registry.hotKeyIds(superShift2), std::vector<HotKeyRegistry::HotKeyId>{2});
-        QCOMPARE(service.totalGrabCount(), 2);
+        m_service->takeByOtherClient(superA);
+        m_registry->setRouting(Routing::normal);
+        QVERIFY(m_registry->hotKeyIds(superA).empty());
+        QCOMPARE(m_registry->hotKeyIds(superShift2), Ids{2});
+        QCOMPARE(m_service->totalGrabCount(), 2);
     }
 
     void withAMenuOpenMatchingKeysAreRoutedAndKeptFromTheMenu()
     {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        add(registry, superShift2, calls);
+        add(superShift2);
         QMenu menu;
-        menu.addAction(QStringLiteral("Grab Text"));
         KeyEventCounter menuSaw;
         menu.installEventFilter(&menuSaw);
-        registry.setRouting(Routing::menuOpen);
-        QCOMPARE(service.totalGrabCount(), 0);
+        m_registry->setRouting(Routing::menuOpen);
+        QCOMPARE(m_service->totalGrabCount(), 0);
 
         const auto superShift = Qt::MetaModifier | Qt::ShiftModifier;
         sendKey(menu, QEvent::KeyPress, 11, superShift);
-        QCOMPARE(calls.downs, QList{superShift2});
-        // Repeats of the held key are swallowed without another press.
-        sendKey(menu, QEvent::KeyPress, 11, superShift);
-        QCOMPARE(calls.downs.size(), 1);
+        sendKey(menu, QEvent::KeyPress, 11, superShift); // a repeat of the held key is swallowed
+        QCOMPARE(m_downs, QList{superShift2});
         // The modifiers may go up first; the release is matched by the key.
         sendKey(menu, QEvent::KeyRelease, 11, Qt::NoModifier);
-        QCOMPARE(calls.ups, QList{superShift2});
+        QCOMPARE(m_ups, QList{superShift2});
         QCOMPARE(menuSaw.count, 0);
 
-        // A lock or keypad flag does not stop a match; other keys and combinations reach the menu.
+        // A keypad flag does not stop a match; other keys and combinations reach the menu.
         sendKey(menu, QEvent::KeyPress, 11, superShift | Qt::KeypadModifier);
         sendKey(menu, QEvent::KeyRelease, 11, superShift | Qt::KeypadModifier);
-        QCOMPARE(calls.ups.size(), 2);
+        QCOMPARE(m_ups.size(), 2);
         sendKey(menu, QEvent::KeyPress, 11, Qt::ShiftModifier);
         sendKey(menu, QEvent::KeyRelease, 11, Qt::ShiftModifier);
         sendKey(menu, QEvent::KeyPress, 38, superShift);
         QCOMPARE(menuSaw.count, 3);
-        QCOMPARE(calls.ups.size(), 2);
+        QCOMPARE(m_ups.size(), 2);
 
-        // Back to normal: the menu route is closed and the grab is back.
-        registry.setRouting(Routing::normal);
-        sendKey(menu, QEvent::KeyPress, 11, superShift);
-        QCOMPARE(menuSaw.count, 4);
-        QCOMPARE(calls.downs.size(), 2);
-        QCOMPARE(service.grabCount(superShift2), 1);
-    }
-
-    void disabledRoutesNothing()
-    {
-        FakeHotKeyService service;
-        HotKeyRegistry registry(service);
-        Calls calls;
-        add(registry, superShift2, calls);
-        registry.setRouting(Routing::disabled);
-        QMenu menu;
-        KeyEventCounter menuSaw;
-        menu.installEventFilter(&menuSaw);
-        sendKey(menu, QEvent::KeyPress, 11, Qt::MetaModifier | Qt::ShiftModifier);
-        QCOMPARE(menuSaw.count, 1);
-        QVERIFY(calls.downs.isEmpty());
+        // Disabled or back to normal, the menu route is closed.
+        for (const Routing routing : {Routing::disabled, Routing::normal}) {
+            m_registry->setRouting(routing);
+            sendKey(menu, QEvent::KeyPress, 11, superShift);
+        }
+        QCOMPARE(menuSaw.count, 5);
+        QCOMPARE(m_downs.size(), 2);
+        QCOMPARE(m_service->grabCount(superShift2), 1);
     }
 };
 

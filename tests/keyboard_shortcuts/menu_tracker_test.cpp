@@ -9,45 +9,46 @@ using namespace KeyboardShortcuts;
 class MenuTrackerTest : public QObject {
     Q_OBJECT
 
+private:
+    QList<bool> m_changes;
+    std::optional<MenuTracker> m_tracker;
+
 private slots:
-    void reportsTheFirstOpenAndTheLastClose()
+    void init()
     {
-        QList<bool> changes;
-        MenuTracker tracker([&](bool tracking) { changes << tracking; });
+        m_changes.clear();
+        m_tracker.emplace([this](bool tracking) { m_changes << tracking; });
+    }
+    void cleanup() { m_tracker.reset(); }
+
+    void reportsTheFirstOpenAndTheLastCloseOfMenusOnly()
+    {
+        QWidget window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(m_changes.isEmpty());
         QMenu menu;
         QMenu *submenu = menu.addMenu(QStringLiteral("History"));
         submenu->addAction(QStringLiteral("entry"));
         menu.popup(QPoint(10, 10));
-        QTRY_COMPARE(changes, QList{true});
+        QTRY_COMPARE(m_changes, QList{true});
         submenu->popup(QPoint(120, 10));
         QTRY_VERIFY(submenu->isVisible());
         submenu->hide();
-        QVERIFY(tracker.isTracking());
+        QVERIFY(m_tracker->isTracking());
         menu.hide();
-        QCOMPARE(changes, (QList{true, false}));
+        QCOMPARE(m_changes, (QList{true, false}));
     }
 
     void aMenuDeletedWhileOpenEndsTracking()
     {
-        QList<bool> changes;
-        MenuTracker tracker([&](bool tracking) { changes << tracking; });
         auto menu = std::make_unique<QMenu>();
         menu->addAction(QStringLiteral("Quit"));
         menu->popup(QPoint(10, 10));
-        QTRY_VERIFY(tracker.isTracking());
+        QTRY_VERIFY(m_tracker->isTracking());
         menu.reset();
-        QVERIFY(!tracker.isTracking());
-        QCOMPARE(changes, (QList{true, false}));
-    }
-
-    void otherWidgetsAreNotMenus()
-    {
-        QList<bool> changes;
-        MenuTracker tracker([&](bool tracking) { changes << tracking; });
-        QWidget window;
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QVERIFY(changes.isEmpty());
+        QVERIFY(!m_tracker->isTracking());
+        QCOMPARE(m_changes, (QList{true, false}));
     }
 };
 
