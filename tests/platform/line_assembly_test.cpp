@@ -5,36 +5,43 @@
 
 namespace {
 
-// A synthetic page: each word is a block of ink standing on the baseline, 10 px per character.
 constexpr int baseline = 34;
-constexpr int characterWidth = 10;
+constexpr int cellWidth = 10;
 
-struct Page {
-    QImage image{400, 60, QImage::Format_Grayscale8};
-    Platform::RecognizedLine line;
-
-    Page()
-    {
-        image.fill(255);
-        line.box = QRect(0, 10, 400, 31);
-        line.baseline = baseline;
+// A synthetic line drawn from a layout, one 10 px cell per character from x = 20: a run of other characters is a
+// word of ink standing on the baseline, ' ' is a gap, '_' a thin stroke just below the baseline, ',' such a stroke
+// with ink above it (a comma or a bracket). texts, if given, replaces what the engine read for each word.
+Platform::RecognizedLine drawLine(QImage &image, const QString &layout, bool underlined, const QStringList &texts)
+{
+    image = QImage(400, 60, QImage::Format_Grayscale8);
+    image.fill(255);
+    Platform::RecognizedLine line{{}, QRect(0, 10, 400, 31), baseline};
+    QPainter painter(&image);
+    const auto isInk = [&](qsizetype i) { return !QStringLiteral(" _,").contains(layout[i]); };
+    for (qsizetype i = 0; i < layout.size(); ++i) {
+        const int x = 20 + int(i) * cellWidth;
+        if (!isInk(i)) {
+            if (layout[i] != ' ')
+                painter.fillRect(x, baseline + 2, cellWidth, 2, Qt::black);
+            if (layout[i] == ',')
+                painter.fillRect(x + 2, baseline - 8, 3, 12, Qt::black);
+            continue;
+        }
+        const QRect cell(x, 14, cellWidth, baseline - 13);
+        painter.fillRect(cell, Qt::black);
+        if (i == 0 || !isInk(i - 1))
+            line.words.push_back({QString(), cell});
+        line.words.back().text += layout[i];
+        line.words.back().box |= cell;
     }
-    // Adds a word at x whose first letters characters are ink, and returns the x after its last character.
-    int word(int x, const QString &text, qsizetype letters = -1)
-    {
-        const QRect box(x, 14, int(letters < 0 ? text.size() : letters) * characterWidth, baseline - 14 + 1);
-        fill(box);
-        line.words.push_back({text, box});
-        return box.right() + 1;
-    }
-    // A thin stroke just below the baseline, as an underscore or an underline draws it.
-    void stroke(int left, int right) { fill(QRect(QPoint(left, baseline + 2), QPoint(right, baseline + 3))); }
-    void fill(const QRect &r)
-    {
-        QPainter painter(&image);
-        painter.fillRect(r, Qt::black);
-    }
-};
+    if (underlined)
+        painter.fillRect(QRect(QPoint(line.words.front().box.left(), baseline + 2),
+                               QPoint(line.words.back().box.right(), baseline + 3)),
+                         Qt::black);
+    for (qsizetype i = 0; i < texts.size(); ++i)
+        line.words[i].text = texts[i];
+    return line;
+}
 
 } // namespace
 
@@ -42,83 +49,39 @@ class LineAssemblyTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void underscoresAreRestoredOnlyWhereTheyAre()
+    void assemblesTheLine_data()
     {
-        {
-            Page page;
-            const int end = page.word(20, QStringLiteral("cert"));
-            page.stroke(end, end + characterWidth - 1);
-            page.word(end + characterWidth, QStringLiteral("chain"));
-            QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("cert_chain"));
-        }
-        {
-            Page page;
-            const int end = page.word(20, QStringLiteral("cert"));
-            page.word(end + characterWidth, QStringLiteral("chain"));
-            QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("cert chain"));
-        }
-    }
-
-    void strokesThatAreNotUnderscoresKeepTheSpace_data()
-    {
+        QTest::addColumn<QString>("layout");
         QTest::addColumn<bool>("underlined");
-        QTest::addColumn<bool>("inkAbove");
-        QTest::newRow("an underlined link's gap is a space") << true << false;
-        QTest::newRow("a descender with ink above is a comma or bracket") << false << true;
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("an underscore in a gap is restored") << "cert_chain" << false << QStringList{} << "cert_chain";
+        QTest::newRow("a bare gap stays a space") << "cert chain" << false << QStringList{} << "cert chain";
+        QTest::newRow("an underlined link's gap is a space") << "see here" << true << QStringList{} << "see here";
+        QTest::newRow("a stroke with ink above is not an underscore")
+            << "see,here" << false << QStringList{} << "see here";
+        QTest::newRow("underscores at the edges") << "__attribute__" << false << QStringList{} << "__attribute__";
+        QTest::newRow("an underscore the engine read is not doubled")
+            << "chain_len" << false << QStringList{"chain_", "len"} << "chain_len";
+        QTest::newRow("wide gaps keep their spaces") << "x;      /*" << false << QStringList{} << "x;      /*";
     }
-    void strokesThatAreNotUnderscoresKeepTheSpace()
+    void assemblesTheLine()
     {
+        QFETCH(QString, layout);
         QFETCH(bool, underlined);
-        QFETCH(bool, inkAbove);
-        Page page;
-        const int end = page.word(20, QStringLiteral("see"));
-        const int next = end + characterWidth;
-        const int last = page.word(next, QStringLiteral("here"));
-        if (underlined)
-            page.stroke(20, last - 1);
-        if (inkAbove) {
-            page.stroke(end, next - 1);
-            page.fill(QRect(end + 2, baseline - 8, 3, 12));
-        }
-        QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("see here"));
+        QFETCH(QStringList, texts);
+        QFETCH(QString, expected);
+        QImage image;
+        const auto line = drawLine(image, layout, underlined, texts);
+        QCOMPARE(Platform::assembleLine(line, image), expected);
     }
 
-    void underscoresAtTheEdgesOfALine()
+    void withoutAGreyPageTheWordsAreJoined()
     {
-        Page page;
-        page.stroke(20, 20 + 2 * characterWidth - 1);
-        const int end = page.word(20 + 2 * characterWidth, QStringLiteral("attribute"));
-        page.stroke(end, end + 2 * characterWidth - 1);
-        QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("__attribute__"));
-    }
-
-    void underscoresTheEngineReadAreNotDoubled()
-    {
-        Page page;
-        // The engine's box for "chain_" leaves out the underscore, which then lies in the gap.
-        const int end = page.word(20, QStringLiteral("chain_"), 5);
-        page.stroke(end, end + characterWidth - 1);
-        page.word(end + characterWidth, QStringLiteral("len"));
-        QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("chain_len"));
-    }
-
-    void wideGapsKeepTheirSpaces()
-    {
-        Page page;
-        const int end = page.word(20, QStringLiteral("x;"));
-        page.word(end + 6 * characterWidth, QStringLiteral("/*"));
-        QCOMPARE(Platform::assembleLine(page.line, page.image), QStringLiteral("x;      /*"));
-    }
-
-    void withoutAPageTheWordsAreJoined()
-    {
-        Page page;
-        const int end = page.word(20, QStringLiteral("cert"));
-        page.stroke(end, end + characterWidth - 1);
-        page.word(end + characterWidth, QStringLiteral("chain"));
-        QCOMPARE(Platform::assembleLine(page.line, page.image.convertToFormat(QImage::Format_RGB32)),
-                 QStringLiteral("cert chain"));
-        QCOMPARE(Platform::assembleLine({}, page.image), QString());
+        QImage image;
+        const auto line = drawLine(image, QStringLiteral("cert_chain"), false, {});
+        QCOMPARE(Platform::assembleLine(line, image.convertToFormat(QImage::Format_RGB32)), "cert chain");
+        QCOMPARE(Platform::assembleLine({}, image), QString());
     }
 };
 
