@@ -64,14 +64,13 @@ QStringList clickAt(QPoint logical)
             QStringLiteral("click"), QStringLiteral("1")};
 }
 
-QRgb screenPixel(QPoint p)
+// Empty when the screen shows `expected` at `p` (±2 per channel), else what it shows.
+QString mismatch(QPoint p, QColor expected)
 {
-    return QGuiApplication::primaryScreen()->grabWindow(0, p.x(), p.y(), 1, 1).toImage().pixel(0, 0);
-}
-
-QString describe(QRgb p)
-{
-    return QStringLiteral("(%1,%2,%3)").arg(qRed(p)).arg(qGreen(p)).arg(qBlue(p));
+    const QRgb c = QGuiApplication::primaryScreen()->grabWindow(0, p.x(), p.y(), 1, 1).toImage().pixel(0, 0);
+    const bool near = std::abs(qRed(c) - expected.red()) <= 2 && std::abs(qGreen(c) - expected.green()) <= 2 &&
+                      std::abs(qBlue(c) - expected.blue()) <= 2;
+    return near ? QString() : QStringLiteral("(%1,%2,%3)").arg(qRed(c)).arg(qGreen(c)).arg(qBlue(c));
 }
 
 // Whether some client owns _NET_WM_CM_S0, asked on a connection of our own.
@@ -90,12 +89,6 @@ bool compositingManagerOwnsSelection()
     std::free(owner);
     std::free(atom);
     return owned;
-}
-
-bool near(QRgb p, QColor expected)
-{
-    return std::abs(qRed(p) - expected.red()) <= 2 && std::abs(qGreen(p) - expected.green()) <= 2 &&
-           std::abs(qBlue(p) - expected.blue()) <= 2;
 }
 
 } // namespace
@@ -220,22 +213,18 @@ void HudWindowTest::blendsOverTheScreenAndIsShapedToThePanel()
     QTRY_COMPARE_WITH_TIMEOUT(hud.alphaValue(), 1.0, deadlineMs);
     const QRect panel = hud.hudWindow()->mask().boundingRect();
     const QPoint inside(panel.left() + 4, panel.center().y());
-    const auto check = [](QPoint p, QColor expected) {
-        const QRgb pixel = screenPixel(p);
-        return near(pixel, expected) ? QString() : describe(pixel);
-    };
     // White at 0.9 over blue.
-    QTRY_COMPARE_WITH_TIMEOUT(check(inside, QColor(230, 230, 255)), QString(), deadlineMs);
-    QCOMPARE(check(panel.topLeft(), Qt::blue), QString());
-    QCOMPARE(check(QPoint(50, 50), Qt::blue), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(mismatch(inside, QColor(230, 230, 255)), QString(), deadlineMs);
+    QCOMPARE(mismatch(panel.topLeft(), Qt::blue), QString());
+    QCOMPARE(mismatch(QPoint(50, 50), Qt::blue), QString());
 
     // Outside the panel the screen shows live through the shape, not a stale picture and never black.
     m_other->setColor(Qt::green);
-    QTRY_COMPARE_WITH_TIMEOUT(check(QPoint(50, 50), Qt::green), QString(), deadlineMs);
-    QCOMPARE(check(panel.topLeft(), Qt::green), QString());
-    QCOMPARE(check(QPoint(panel.left() - 2, panel.center().y()), Qt::green), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(mismatch(QPoint(50, 50), Qt::green), QString(), deadlineMs);
+    QCOMPARE(mismatch(panel.topLeft(), Qt::green), QString());
+    QCOMPARE(mismatch(QPoint(panel.left() - 2, panel.center().y()), Qt::green), QString());
     if (composited) // the compositor blends live: a change below shows through the panel at once
-        QTRY_COMPARE_WITH_TIMEOUT(check(inside, QColor(230, 255, 230)), QString(), deadlineMs);
+        QTRY_COMPARE_WITH_TIMEOUT(mismatch(inside, QColor(230, 255, 230)), QString(), deadlineMs);
     hud.hide(false);
 }
 
