@@ -53,7 +53,6 @@ private:
 private slots:
     void init()
     {
-        m_registry.reset();
         m_service.emplace();
         m_registry.emplace(*m_service);
         m_downs.clear();

@@ -84,15 +84,10 @@ private slots:
         QCOMPARE(next.service.grabCount(superShift2), 1);
     }
 
-    void anActionWaitsForTheFirstSaveAndClearingWithoutDefaultRemovesTheKey()
+    void clearingANameWithoutDefaultRemovesItsKey()
     {
         Run run(m_path);
-        int fired = 0;
-        run.center.addKeyDownAction(first, [&] { ++fired; });
-        QCOMPARE(run.service.totalGrabCount(), 0);
         run.center.storeShortcut(superA, first);
-        QVERIFY(run.service.press(superA));
-        QCOMPARE(fired, 1);
         QSignalSpy changed = changes(run);
         run.center.storeShortcut(std::nullopt, first);
         QVERIFY(!run.defaults.contains(first.defaultsKey()));
@@ -117,6 +112,7 @@ private slots:
         run.center.addKeyUpAction(first, [&] { ++fired; });
         QCOMPARE(run.center.storedShortcut(first), std::nullopt);
         QCOMPARE(run.service.totalGrabCount(), 0);
+        // An action added before any shortcut runs after the first save.
         run.center.storeShortcut(superA, first);
         QVERIFY(run.service.tap(superA));
         QCOMPARE(fired, 1);

@@ -19,7 +19,7 @@ private slots:
         QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
         QTest::addColumn<qint64>("expected");
         QTest::newRow("Shift+Command is 768") << (Qt::ShiftModifier | Qt::MetaModifier) << 768LL;
-        QTest::newRow("none is 0") << Qt::KeyboardModifiers() << 0LL;
+        QTest::newRow("Command alone is 0x100") << Qt::KeyboardModifiers(Qt::MetaModifier) << 0x100LL;
         QTest::newRow("all four is 0x1B00")
             << (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::MetaModifier) << 0x1B00LL;
         QTest::newRow("keypad and group-switch flags are dropped")
