@@ -12,7 +12,7 @@ packages=(
 )
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
-        xvfb xdotool scrot trayer xclip imagemagick x11-xkb-utils xdg-utils dbus
+        xvfb xdotool trayer xclip x11-xkb-utils dbus procps
         libxcb-xfixes0-dev fonts-dejavu-core picom
     )
 fi
