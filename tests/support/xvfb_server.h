@@ -51,7 +51,6 @@ private:
             qFatal("Xvfb could not be started");                                                                       \
         qputenv("QT_QPA_PLATFORM", "xcb");                                                                             \
         QApplication app(argc, argv);                                                                                  \
-        app.setAttribute(Qt::AA_Use96Dpi, true);                                                                       \
         TestObject tc;                                                                                                 \
         QTEST_SET_MAIN_SOURCE_PATH                                                                                     \
         return QTest::qExec(&tc, argc, argv);                                                                          \
