@@ -7,13 +7,18 @@ packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev qt6-svg-dev libgl-dev
     libtesseract-dev libleptonica-dev libzxing-dev
     libxcb1-dev libxcb-xkb-dev libxkbcommon-dev libxkbcommon-x11-dev
+    qt6-declarative-dev qt6-tools-dev qt6-l10n-tools libglib2.0-dev
     # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
     tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
+    # run: the QML controls of the two modules
+    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
+    qml6-module-qtquick-window qml6-module-qtqml-workerscript
 )
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
         xvfb xdotool trayer xclip x11-xkb-utils dbus procps
         libxcb-xfixes0-dev fonts-dejavu-core picom
+        dconf-service dconf-cli gsettings-desktop-schemas xfconf dex
     )
 fi
 

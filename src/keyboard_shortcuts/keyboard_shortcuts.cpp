@@ -3,6 +3,8 @@
 #include "keyboard_shortcuts/shortcut_center.h"
 
 #include <QCoreApplication>
+#include <QMenu>
+#include <QPointer>
 
 namespace KeyboardShortcuts {
 namespace {
@@ -13,6 +15,7 @@ struct Module {
     {}
     PlatformServices services;
     ShortcutCenter center;
+    QPointer<QMenu> mainMenu;
 };
 
 std::unique_ptr<Module> &moduleSlot()
@@ -128,6 +131,21 @@ bool isPaused()
 void setPaused(bool paused)
 {
     center().setPaused(paused);
+}
+
+bool isHotKeyRegistered(const Name &name)
+{
+    return center().isHotKeyRegistered(name);
+}
+
+void setMainMenu(QMenu *menu)
+{
+    module().mainMenu = menu;
+}
+
+QMenu *mainMenu()
+{
+    return module().mainMenu;
 }
 
 const ShortcutNotifications &notifications()

@@ -11,6 +11,8 @@
 #include <functional>
 #include <optional>
 
+class QMenu;
+
 // The module's entry points: one shared ShortcutCenter on the standard user defaults and the platform's services.
 // They are made on first use, after the QApplication, and live until the process ends. Main thread only.
 namespace KeyboardShortcuts {
@@ -42,6 +44,15 @@ bool shortcutsEnabled();
 void setShortcutsEnabled(bool enabled);
 bool isPaused();
 void setPaused(bool paused);
+
+// Whether the name's stored shortcut is held as a global hot key now: false when another program holds it, the
+// system has no global hot keys, or no action or stream listens to the name.
+bool isHotKeyRegistered(const Name &name);
+
+// The application's main menu (for a tray program, its tray menu): recorders refuse a shortcut that one of its
+// items, or of its submenus, shows as key equivalent. None at first; the module does not own it.
+void setMainMenu(QMenu *menu);
+QMenu *mainMenu();
 
 // The object that posts "KeyboardShortcuts_shortcutByNameDidChange".
 const ShortcutNotifications &notifications();

@@ -152,6 +152,12 @@ void ShortcutCenter::disableShortcuts(const QList<Name> &names)
     }
 }
 
+bool ShortcutCenter::isHotKeyRegistered(const Name &name)
+{
+    const std::optional<Shortcut> shortcut = storedShortcut(name);
+    return shortcut && !m_hotKeys.hotKeyIds(*shortcut).empty();
+}
+
 void ShortcutCenter::activate(Shortcut shortcut)
 {
     if (m_activeShortcuts.contains(shortcut))

@@ -71,6 +71,8 @@ public:
     const ShortcutNotifications &notifications() const { return m_notifications; }
     HotKeyRegistry &hotKeys() { return m_hotKeys; }
     bool isActive(Shortcut shortcut) const { return m_activeShortcuts.contains(shortcut); }
+    // Whether the name's stored shortcut is grabbed now, not only counted as active.
+    bool isHotKeyRegistered(const Name &name);
 
     // For every name with actions or streams whose stored shortcut changed behind this center's back: releases
     // the old shortcut, grabs the new one and announces the change.
