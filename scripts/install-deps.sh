@@ -19,6 +19,7 @@ if [[ "${1:-}" == "--test" ]]; then
         xvfb xdotool trayer xclip x11-xkb-utils dbus procps
         libxcb-xfixes0-dev fonts-dejavu-core picom
         dconf-service dconf-cli gsettings-desktop-schemas xfconf dex
+        gnome-settings-daemon-common dconf-gsettings-backend libxfconf-0-3
     )
 fi
 

@@ -1,24 +1,16 @@
 #include "app/key_equivalent.h"
 
+#include "keyboard_shortcuts/shortcut_text.h"
+
 #include <QAction>
 #include <QKeySequence>
-#include <QStringList>
 
 QString keyEquivalentText(const QString &key, Qt::KeyboardModifiers modifiers)
 {
     if (key.isEmpty())
         return {};
-    QStringList parts;
-    if (modifiers & Qt::MetaModifier)
-        parts << QStringLiteral("Super");
-    if (modifiers & Qt::ControlModifier)
-        parts << QStringLiteral("Ctrl");
-    if (modifiers & Qt::AltModifier)
-        parts << QStringLiteral("Alt");
-    if (modifiers & Qt::ShiftModifier)
-        parts << QStringLiteral("Shift");
-    parts << key.toUpper();
-    return parts.join(QLatin1Char('+'));
+    // Written as the global shortcut is, so that the menu reads alike and recorders recognise its items.
+    return KeyboardShortcuts::modifierWords(modifiers) + key.toUpper();
 }
 
 void setKeyEquivalent(QAction *action, const QString &key, Qt::KeyboardModifiers modifiers)

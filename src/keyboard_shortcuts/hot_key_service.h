@@ -27,6 +27,9 @@ public:
     // Null when another client holds the combination, no key on this keyboard makes it, or the system has no
     // global hot keys.
     [[nodiscard]] virtual std::unique_ptr<HotKeyGrab> grab(Shortcut shortcut, HotKeyHandlers handlers) = 0;
+    // Whether another program holds the combination now, so that a grab of it would be refused. The service's own
+    // grabs never count, and asking leaves them as they are. False where the system cannot tell.
+    [[nodiscard]] virtual bool isHeldByAnotherClient(Shortcut) const { return false; }
 };
 
 // For systems without global hot keys: refuses every grab.

@@ -2,6 +2,7 @@
 
 #include "keyboard_shortcuts/key.h"
 
+#include <QHash>
 #include <QString>
 
 #include <memory>
@@ -16,6 +17,10 @@ public:
     // What the key types without modifiers, e.g. "z" for Key::y on a German layout; empty when it types no
     // printable character or the layout is unknown. A layout change is seen at the next call.
     virtual std::optional<QString> keyText(Key key) const = 0;
+    // The keys of the scan code table (scan_codes.h) by what they type without modifiers, from one reading of the
+    // layout, for looking up many texts at once. Where several keys type the same text, the first in the table's
+    // order wins, so the main keyboard comes before the keypad. By default made from keyText().
+    virtual QHash<QString, Key> keysByText() const;
 };
 
 // Knows no key.

@@ -47,6 +47,8 @@ void install(PlatformServices services)
         services.hotKeys = makeNullHotKeyService();
     if (!services.keyboardLayout)
         services.keyboardLayout = makeUsKeyboardLayout();
+    if (!services.desktopKeyBindings)
+        services.desktopKeyBindings = makeNullDesktopKeyBindings();
     moduleSlot() = std::make_unique<Module>(std::move(services));
     // Torn down by the application's destructor, while Qt's X11 connection, which the grabs are released on,
     // still exists; a static destructor would run after it is gone.
@@ -61,6 +63,11 @@ ShortcutCenter &center()
 const KeyboardLayout &keyboardLayout()
 {
     return *module().services.keyboardLayout;
+}
+
+const PlatformServices &platformServices()
+{
+    return module().services;
 }
 
 std::optional<Shortcut> storedShortcut(const Name &name)

@@ -28,6 +28,8 @@ void install(PlatformServices services);
 
 ShortcutCenter &center();
 const KeyboardLayout &keyboardLayout();
+// The services the module was set up with, for its own checks.
+const PlatformServices &platformServices();
 
 std::optional<Shortcut> storedShortcut(const Name &name);
 void storeShortcut(std::optional<Shortcut> shortcut, const Name &name);

@@ -9,6 +9,7 @@ namespace KeyboardShortcuts {
 namespace {
 
 constexpr auto bindingObjectName = "KeyboardShortcuts_binding";
+constexpr auto boundNameProperty = "name";
 
 void showShortcut(QAction *action, const std::optional<Shortcut> &shortcut)
 {
@@ -31,11 +32,20 @@ void bindShortcut(QAction *action, const std::optional<Name> &name)
     showShortcut(action, storedShortcut(*name));
     auto *binding = new QObject(action);
     binding->setObjectName(QLatin1String(bindingObjectName));
+    binding->setProperty(boundNameProperty, QVariant::fromValue(*name));
     QObject::connect(&notifications(), &ShortcutNotifications::shortcutByNameDidChange, binding,
                      [action, bound = *name](const Name &changed) {
                          if (changed == bound)
                              showShortcut(action, storedShortcut(bound));
                      });
+}
+
+std::optional<Name> boundName(const QAction &action)
+{
+    const QObject *binding = action.findChild<QObject *>(QLatin1String(bindingObjectName), Qt::FindDirectChildrenOnly);
+    if (!binding)
+        return std::nullopt;
+    return binding->property(boundNameProperty).value<Name>();
 }
 
 } // namespace KeyboardShortcuts

@@ -14,4 +14,7 @@ namespace KeyboardShortcuts {
 // again replaces the earlier binding; no name removes it and the key equivalent. Main thread only.
 void bindShortcut(QAction *action, const std::optional<Name> &name);
 
+// The name the action is bound to; empty when it is bound to none.
+std::optional<Name> boundName(const QAction &action);
+
 } // namespace KeyboardShortcuts

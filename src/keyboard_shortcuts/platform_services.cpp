@@ -1,10 +1,15 @@
 #include "keyboard_shortcuts/platform_services.h"
 
+#include "keyboard_shortcuts/desktop/gsettings_key_bindings.h"
+#include "keyboard_shortcuts/desktop/kglobalaccel_key_bindings.h"
+#include "keyboard_shortcuts/desktop/xfconf_key_bindings.h"
+#include "keyboard_shortcuts/scan_codes.h"
 #include "keyboard_shortcuts/x11/x11_platform_services.h"
 
 #include <QGuiApplication>
 #include <QHash>
 #include <QLoggingCategory>
+#include <QStringList>
 
 Q_LOGGING_CATEGORY(lcKeyboardShortcuts, "scrivlet.keyboardshortcuts")
 
@@ -21,12 +26,18 @@ public:
     std::optional<QString> keyText(Key) const override { return std::nullopt; }
 };
 
+class NullDesktopKeyBindings final : public DesktopKeyBindings {
+public:
+    std::vector<Shortcut> enabledBindings(const KeyNames &) const override { return {}; }
+};
+
 class UsKeyboardLayout final : public KeyboardLayout {
 public:
     std::optional<QString> keyText(Key key) const override
     {
         static const QHash<std::int64_t, QString> texts = [] {
             QHash<std::int64_t, QString> table;
+            // clang-format off
             const std::pair<Key, const char *> keys[] = {
                 {Key::a, "a"},          {Key::b, "b"},         {Key::c, "c"},           {Key::d, "d"},
                 {Key::e, "e"},          {Key::f, "f"},         {Key::g, "g"},           {Key::h, "h"},
@@ -41,6 +52,7 @@ public:
                 {Key::minus, "-"},      {Key::period, "."},    {Key::quote, "'"},       {Key::semicolon, ";"},
                 {Key::slash, "/"},      {Key::leftBracket, "["}, {Key::rightBracket, "]"},
             };
+            // clang-format on
             for (const auto &[key, text] : keys)
                 table.insert(key.rawValue, QString::fromLatin1(text));
             return table;
@@ -51,6 +63,16 @@ public:
 };
 
 } // namespace
+
+QHash<QString, Key> KeyboardLayout::keysByText() const
+{
+    QHash<QString, Key> keys;
+    for (const KeyScanCode &entry : scanCodeTable()) {
+        if (const std::optional<QString> text = keyText(entry.key); text && !keys.contains(*text))
+            keys.insert(*text, entry.key);
+    }
+    return keys;
+}
 
 std::unique_ptr<KeyboardLayout> makeUsKeyboardLayout()
 {
@@ -67,19 +89,58 @@ std::unique_ptr<KeyboardLayout> makeNullKeyboardLayout()
     return std::make_unique<NullKeyboardLayout>();
 }
 
+std::unique_ptr<DesktopKeyBindings> makeNullDesktopKeyBindings()
+{
+    return std::make_unique<NullDesktopKeyBindings>();
+}
+
+KeyBindingStore keyBindingStore(QStringView currentDesktops)
+{
+    static const QStringList gsettingsDesktops{u"GNOME"_qs, u"Unity"_qs, u"Budgie"_qs, u"Pantheon"_qs};
+    for (const QStringView desktop : currentDesktops.tokenize(u':')) {
+        if (gsettingsDesktops.contains(desktop, Qt::CaseInsensitive))
+            return KeyBindingStore::gsettings;
+        if (desktop.compare(u"KDE", Qt::CaseInsensitive) == 0)
+            return KeyBindingStore::kglobalaccel;
+        if (desktop.compare(u"XFCE", Qt::CaseInsensitive) == 0)
+            return KeyBindingStore::xfconf;
+    }
+    return KeyBindingStore::none;
+}
+
+std::unique_ptr<DesktopKeyBindings> makeDesktopKeyBindings(KeyBindingStore store)
+{
+    switch (store) {
+    case KeyBindingStore::gsettings:
+        return makeGSettingsKeyBindings();
+    case KeyBindingStore::kglobalaccel:
+        return makeKGlobalAccelKeyBindings();
+    case KeyBindingStore::xfconf:
+        return makeXfconfKeyBindings();
+    case KeyBindingStore::none:
+        break;
+    }
+    return makeNullDesktopKeyBindings();
+}
+
 PlatformServices makeNullPlatformServices()
 {
-    return {makeNullHotKeyService(), makeUsKeyboardLayout()};
+    return {makeNullHotKeyService(), makeUsKeyboardLayout(), makeNullDesktopKeyBindings()};
 }
 
 PlatformServices detectPlatformServices()
 {
+    PlatformServices services;
     if (QGuiApplication::platformName() == u"xcb") {
         if (std::optional<PlatformServices> x11 = makeX11PlatformServices())
-            return std::move(*x11);
+            services = std::move(*x11);
     }
-    qCWarning(lcKeyboardShortcuts) << "no X11 display; global shortcuts are off";
-    return makeNullPlatformServices();
+    if (!services.hotKeys) {
+        qCWarning(lcKeyboardShortcuts) << "no X11 display; global shortcuts are off";
+        services = makeNullPlatformServices();
+    }
+    services.desktopKeyBindings = makeDesktopKeyBindings(keyBindingStore(qEnvironmentVariable("XDG_CURRENT_DESKTOP")));
+    return services;
 }
 
 } // namespace KeyboardShortcuts

@@ -50,6 +50,16 @@ const QHash<std::int64_t, QString> &fixedTexts()
     return texts;
 }
 
+struct ModifierWord {
+    Qt::KeyboardModifier modifier;
+    QLatin1StringView word;
+};
+// In the order in which they are written.
+constexpr ModifierWord modifierWordTable[] = {{Qt::MetaModifier, QLatin1StringView("Super")},
+                                              {Qt::ControlModifier, QLatin1StringView("Ctrl")},
+                                              {Qt::AltModifier, QLatin1StringView("Alt")},
+                                              {Qt::ShiftModifier, QLatin1StringView("Shift")}};
+
 QString keyPart(Shortcut shortcut, const KeyboardLayout &layout)
 {
     const std::optional<QString> text = keyText(shortcut.carbonKeyCode, layout);
@@ -95,15 +105,24 @@ QString modifierSymbols(Qt::KeyboardModifiers modifiers)
 QString modifierWords(Qt::KeyboardModifiers modifiers)
 {
     QString words;
-    if (modifiers & Qt::MetaModifier)
-        words += u"Super+"_qs;
-    if (modifiers & Qt::ControlModifier)
-        words += u"Ctrl+"_qs;
-    if (modifiers & Qt::AltModifier)
-        words += u"Alt+"_qs;
-    if (modifiers & Qt::ShiftModifier)
-        words += u"Shift+"_qs;
+    for (const auto &[modifier, word] : modifierWordTable) {
+        if (modifiers & modifier)
+            words += word + QLatin1Char('+');
+    }
     return words;
+}
+
+std::optional<Qt::KeyboardModifier> modifierForWord(QStringView word)
+{
+    for (const auto &[modifier, name] : modifierWordTable) {
+        if (word.compare(name, Qt::CaseInsensitive) == 0)
+            return modifier;
+    }
+    if (word.compare(QLatin1StringView("Meta"), Qt::CaseInsensitive) == 0)
+        return Qt::MetaModifier;
+    if (word.compare(QLatin1StringView("Control"), Qt::CaseInsensitive) == 0)
+        return Qt::ControlModifier;
+    return std::nullopt;
 }
 
 QString displayText(Shortcut shortcut, const KeyboardLayout &layout)

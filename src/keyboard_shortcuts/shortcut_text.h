@@ -24,6 +24,8 @@ std::optional<QString> keyText(std::int64_t keyCode);
 QString modifierSymbols(Qt::KeyboardModifiers modifiers);
 // "Super+Ctrl+Alt+Shift+", in that order, for the modifiers present.
 QString modifierWords(Qt::KeyboardModifiers modifiers);
+// The modifier a word of such a text names, in any case; Qt's own "Meta" and "Control" too.
+std::optional<Qt::KeyboardModifier> modifierForWord(QStringView word);
 
 // How menus and people see a shortcut on Linux: "Super+Shift+2", the key text in upper case, "�" for a key
 // without text.

@@ -22,6 +22,8 @@ public:
         return std::make_unique<Grab>(*this, m_lastGrab);
     }
 
+    bool isHeldByAnotherClient(Shortcut shortcut) const override { return m_taken.contains(shortcut); }
+
     // Another client holds the combination: grabs of it are refused until released.
     void takeByOtherClient(Shortcut shortcut) { m_taken.insert(shortcut); }
     void releaseByOtherClient(Shortcut shortcut) { m_taken.remove(shortcut); }

@@ -124,16 +124,37 @@ public:
         m_combos.erase(grabbed);
     }
 
+    // A probe grab of every lock variant, released at once: the server refuses it with BadAccess when another
+    // client holds one of them.
+    bool isHeldElsewhere(Shortcut shortcut)
+    {
+        const std::optional<Combo> combo = comboFor(shortcut);
+        if (!combo)
+            return false;
+        // Ours already: the server would grant the probe again, and its ungrab would release our own grab.
+        if (const auto ours = m_combos.find(*combo); ours != m_combos.end() && !ours->second.variants.empty())
+            return false;
+        const std::vector<std::uint16_t> variants = lockVariants();
+        const GrabResult result = requestGrabs(*combo, variants);
+        ungrab(*combo, variants);
+        xcb_flush(m_connection);
+        return result == GrabResult::heldElsewhere;
+    }
+
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *) override
     {
         if (eventType != "xcb_generic_event_t")
             return false;
         const auto *event = static_cast<const xcb_generic_event_t *>(message);
         const std::uint8_t type = event->response_type & 0x7f;
-        if (type == XCB_KEY_PRESS)
-            return keyPressed(*reinterpret_cast<const xcb_key_press_event_t *>(event));
-        if (type == XCB_KEY_RELEASE)
-            return keyReleased(*reinterpret_cast<const xcb_key_release_event_t *>(event));
+        // Our passive grabs report to the root window. A combination reported to one of our own windows came
+        // through an active keyboard grab, a shortcut recorder's, and belongs to that window.
+        if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE) {
+            const auto &key = *reinterpret_cast<const xcb_key_press_event_t *>(event);
+            if (key.event != m_root)
+                return false;
+            return type == XCB_KEY_PRESS ? keyPressed(key) : keyReleased(key);
+        }
         // Byte 1 of every XKB event is its XKB type.
         if (m_xkbFirstEvent && type == *m_xkbFirstEvent && event->pad0 == XCB_XKB_NEW_KEYBOARD_NOTIFY)
             scheduleRegrab();
@@ -232,25 +253,39 @@ private:
         return bits;
     }
 
+    enum class GrabResult { granted, heldElsewhere, failed };
+
+    // Asks for every variant at once; any refusal fails the whole, BadAccess meaning another client holds it.
+    GrabResult requestGrabs(Combo combo, const std::vector<std::uint16_t> &variants)
+    {
+        // Without owner events the server reports a grabbed key to the root window even while one of our own
+        // windows has the focus, so that a key reported elsewhere is never taken for a hot key.
+        std::vector<xcb_void_cookie_t> cookies;
+        for (const std::uint16_t locks : variants) {
+            cookies.push_back(xcb_grab_key_checked(m_connection, 0, m_root, combo.modifiers | locks, combo.keycode,
+                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        }
+        GrabResult result = GrabResult::granted;
+        for (const xcb_void_cookie_t cookie : cookies) {
+            if (XcbReply<xcb_generic_error_t> error(xcb_request_check(m_connection, cookie)); error) {
+                if (error->error_code == badAccess) {
+                    result = GrabResult::heldElsewhere;
+                } else {
+                    qCWarning(lcX11HotKeys)
+                        << "grabbing key" << combo.keycode << "failed with X error" << error->error_code;
+                    if (result == GrabResult::granted)
+                        result = GrabResult::failed;
+                }
+            }
+        }
+        return result;
+    }
+
     // All the variants or none: a variant another client holds (BadAccess) undoes the others.
     std::optional<std::vector<std::uint16_t>> grab(Combo combo)
     {
         const std::vector<std::uint16_t> variants = lockVariants();
-        std::vector<xcb_void_cookie_t> cookies;
-        for (const std::uint16_t locks : variants) {
-            cookies.push_back(xcb_grab_key_checked(m_connection, 1, m_root, combo.modifiers | locks, combo.keycode,
-                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-        }
-        bool refused = false;
-        for (const xcb_void_cookie_t cookie : cookies) {
-            if (XcbReply<xcb_generic_error_t> error(xcb_request_check(m_connection, cookie)); error) {
-                refused = true;
-                if (error->error_code != badAccess)
-                    qCWarning(lcX11HotKeys)
-                        << "grabbing key" << combo.keycode << "failed with X error" << error->error_code;
-            }
-        }
-        if (refused) {
+        if (requestGrabs(combo, variants) != GrabResult::granted) {
             // Ungrabbing releases only this client's grabs, never the other client's.
             ungrab(combo, variants);
             xcb_flush(m_connection);
@@ -420,6 +455,8 @@ public:
             return nullptr;
         return std::make_unique<X11HotKeyGrab>(m_hotKeys, *id);
     }
+
+    bool isHeldByAnotherClient(Shortcut shortcut) const override { return m_hotKeys->isHeldElsewhere(shortcut); }
 
 private:
     std::shared_ptr<X11HotKeys> m_hotKeys;

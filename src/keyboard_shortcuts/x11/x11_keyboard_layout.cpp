@@ -24,6 +24,29 @@ using XkbContext = std::unique_ptr<xkb_context, ContextUnref>;
 using XkbKeymap = std::unique_ptr<xkb_keymap, KeymapUnref>;
 using XkbState = std::unique_ptr<xkb_state, StateUnref>;
 
+// A snapshot of the server's keymap and the group the user types in.
+struct Keymap {
+    XkbKeymap keymap;
+    XkbState state;
+};
+
+// Level 0 is the key without Shift, so letters come out in lower case.
+std::optional<QString> typedText(const Keymap &keymap, std::uint32_t keycode)
+{
+    if (keycode > 255)
+        return std::nullopt;
+    xkb_layout_index_t layout = keymap.state ? xkb_state_key_get_layout(keymap.state.get(), keycode) : 0;
+    if (layout == XKB_LAYOUT_INVALID)
+        layout = 0;
+    const xkb_keysym_t *keysyms = nullptr;
+    if (xkb_keymap_key_get_syms_by_level(keymap.keymap.get(), keycode, layout, 0, &keysyms) < 1)
+        return std::nullopt;
+    const char32_t character = xkb_keysym_to_utf32(keysyms[0]);
+    if (character < 0x20 || character == 0x7f) // nothing printable, or a control character
+        return std::nullopt;
+    return QString::fromUcs4(&character, 1);
+}
+
 class X11KeyboardLayout final : public KeyboardLayout {
 public:
     X11KeyboardLayout(xcb_connection_t *connection, XkbContext context)
@@ -33,31 +56,40 @@ public:
     std::optional<QString> keyText(Key key) const override
     {
         const std::optional<std::uint32_t> keycode = scanCode(key);
-        if (!keycode || *keycode > 255)
+        if (!keycode)
             return std::nullopt;
-        // Fetched at every call: the server's layout may have changed since the last one.
-        const std::int32_t device = xkb_x11_get_core_keyboard_device_id(m_connection);
-        if (device < 0)
-            return std::nullopt;
-        const XkbKeymap keymap(
-            xkb_x11_keymap_new_from_device(m_context.get(), m_connection, device, XKB_KEYMAP_COMPILE_NO_FLAGS));
+        const std::optional<Keymap> keymap = readKeymap();
+        return keymap ? typedText(*keymap, *keycode) : std::nullopt;
+    }
+
+    QHash<QString, Key> keysByText() const override
+    {
+        QHash<QString, Key> keys;
+        const std::optional<Keymap> keymap = readKeymap();
         if (!keymap)
-            return std::nullopt;
-        const XkbState state(xkb_x11_state_new_from_device(keymap.get(), m_connection, device));
-        xkb_layout_index_t layout = state ? xkb_state_key_get_layout(state.get(), *keycode) : 0;
-        if (layout == XKB_LAYOUT_INVALID)
-            layout = 0;
-        // Level 0: the key without Shift, so letters come out in lower case.
-        const xkb_keysym_t *keysyms = nullptr;
-        if (xkb_keymap_key_get_syms_by_level(keymap.get(), *keycode, layout, 0, &keysyms) < 1)
-            return std::nullopt;
-        const char32_t character = xkb_keysym_to_utf32(keysyms[0]);
-        if (character < 0x20 || character == 0x7f) // nothing printable, or a control character
-            return std::nullopt;
-        return QString::fromUcs4(&character, 1);
+            return keys;
+        for (const KeyScanCode &entry : scanCodeTable()) {
+            if (const std::optional<QString> text = typedText(*keymap, entry.scanCode); text && !keys.contains(*text))
+                keys.insert(*text, entry.key);
+        }
+        return keys;
     }
 
 private:
+    // Fetched at every call: the server's layout may have changed since the last one.
+    std::optional<Keymap> readKeymap() const
+    {
+        const std::int32_t device = xkb_x11_get_core_keyboard_device_id(m_connection);
+        if (device < 0)
+            return std::nullopt;
+        XkbKeymap keymap(
+            xkb_x11_keymap_new_from_device(m_context.get(), m_connection, device, XKB_KEYMAP_COMPILE_NO_FLAGS));
+        if (!keymap)
+            return std::nullopt;
+        XkbState state(xkb_x11_state_new_from_device(keymap.get(), m_connection, device));
+        return Keymap{std::move(keymap), std::move(state)};
+    }
+
     xcb_connection_t *m_connection;
     XkbContext m_context;
 };

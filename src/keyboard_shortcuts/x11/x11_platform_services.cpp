@@ -7,7 +7,7 @@ namespace KeyboardShortcuts {
 
 std::optional<PlatformServices> makeX11PlatformServices()
 {
-    PlatformServices services{makeX11HotKeyService(), makeX11KeyboardLayout()};
+    PlatformServices services{makeX11HotKeyService(), makeX11KeyboardLayout(), makeNullDesktopKeyBindings()};
     if (!services.hotKeys)
         return std::nullopt;
     if (!services.keyboardLayout)

@@ -1,0 +1,27 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="es">
+<context>
+    <name>KeyboardShortcuts</name>
+    <message>
+        <source>record_shortcut</source>
+        <translation>Grabar atajo</translation>
+    </message>
+    <message>
+        <source>press_shortcut</source>
+        <translation>Pulse un atajo</translation>
+    </message>
+    <message>
+        <source>keyboard_shortcut_used_by_menu_item</source>
+        <translation>Este atajo ya lo usa el elemento de menú «%1».</translation>
+    </message>
+    <message>
+        <source>keyboard_shortcut_used_by_system</source>
+        <translation>Este atajo ya lo usa el escritorio u otro programa.</translation>
+    </message>
+    <message>
+        <source>keyboard_shortcuts_can_be_changed</source>
+        <translation>La mayoría de los atajos del escritorio se pueden cambiar en la configuración del teclado del escritorio.</translation>
+    </message>
+</context>
+</TS>
