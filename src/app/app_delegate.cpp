@@ -106,6 +106,8 @@ void AppDelegate::buildMainMenu()
     QAction *quit = menu->addAction(QStringLiteral("Quit"), this, &AppDelegate::terminate);
     setKeyEquivalent(quit, QStringLiteral("q"), Qt::MetaModifier);
     m_statusItem->setContextMenu(menu);
+    // The shortcut recorder refuses what this menu's items already answer to.
+    KeyboardShortcuts::setMainMenu(menu);
 }
 
 void AppDelegate::buildHistoryMenu()
@@ -224,7 +226,7 @@ void AppDelegate::deliverBarcodes(const std::vector<Platform::BarcodeObservation
 void AppDelegate::settings()
 {
     if (!m_settingsWindowController)
-        m_settingsWindowController = std::make_unique<SettingsWindowController>();
+        m_settingsWindowController = std::make_unique<SettingsWindowController>(m_services.displayServer);
     m_settingsWindowController->showWindow();
 }
 

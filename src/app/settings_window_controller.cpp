@@ -1,23 +1,70 @@
 #include "app/settings_window_controller.h"
 
+#include "app/settings_window_layout.h"
+#include "app/shortcut_names.h"
+#include "keyboard_shortcuts/keyboard_shortcuts.h"
+#include "keyboard_shortcuts/recorder_cocoa.h"
+#include "launch_at_login/kvo.h"
+#include "ui_settings_window_controller.h"
 #include "user_defaults/user_defaults.h"
 
 #include <QCheckBox>
-#include <QVBoxLayout>
 #include <QWidget>
 
 namespace {
+
 const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
+
+// Notes under a control: a little smaller and in the placeholder's colour, as desktops draw them.
+void showAsNote(QWidget *label)
+{
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * 0.9);
+    label->setFont(font);
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
+    label->setPalette(palette);
 }
 
-SettingsWindowController::SettingsWindowController(QObject *parent) : QObject(parent) {}
+} // namespace
+
+ShortcutHint shortcutHint(bool hasShortcut, bool isRegistered, Platform::DisplayServer displayServer)
+{
+    if (!hasShortcut || isRegistered)
+        return {};
+    if (displayServer != Platform::DisplayServer::x11)
+        return {QStringLiteral("Works in X11 sessions only."),
+                QStringLiteral("Global shortcuts need an X11 session. Elsewhere, bind the command "
+                               "“scrivlet scrivlet:///_Grab_” in your desktop's keyboard settings.")};
+    return {QStringLiteral("In use by another program."),
+            QStringLiteral("Another program holds this combination, so it does not start a capture. "
+                           "Record another one.")};
+}
+
+SettingsWindowController::SettingsWindowController(Platform::DisplayServer displayServer, QObject *parent)
+    : QObject(parent), m_displayServer(displayServer), m_launchAtLogin(&LaunchAtLogin::kvo())
+{}
 
 SettingsWindowController::~SettingsWindowController() = default;
+
+KeyboardShortcuts::RecorderCocoa *SettingsWindowController::recorder() const
+{
+    return m_recorder;
+}
+
+QCheckBox *SettingsWindowController::ignoreLineBreaksCheckBoxButton() const
+{
+    return m_ignoreLineBreaksCheckBoxButton;
+}
 
 void SettingsWindowController::showWindow()
 {
     if (!m_window)
         windowDidLoad();
+    // Another program may have changed them since the window was last open.
+    m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
+    m_ui->launchAtLoginCheckBox->setChecked(m_launchAtLogin->isEnabled());
+    showShortcutHint();
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
@@ -26,18 +73,47 @@ void SettingsWindowController::showWindow()
 void SettingsWindowController::windowDidLoad()
 {
     m_window = std::make_unique<QWidget>();
-    m_window->setWindowTitle(QStringLiteral("Scrivlet Settings"));
-    auto *layout = new QVBoxLayout(m_window.get());
-    m_ignoreLineBreaksCheckBox = new QCheckBox(QStringLiteral("Ignore line breaks"), m_window.get());
-    m_ignoreLineBreaksCheckBox->setToolTip(
-        QStringLiteral("Join the recognised lines with spaces instead of line breaks"));
-    layout->addWidget(m_ignoreLineBreaksCheckBox);
-    m_ignoreLineBreaksCheckBox->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
-    connect(m_ignoreLineBreaksCheckBox, &QCheckBox::clicked, this,
+    m_ui = std::make_unique<Ui::SettingsWindowController>();
+    m_ui->setupUi(m_window.get());
+    m_window->setFixedSize(SettingsWindowLayout::contentSize);
+
+    m_recorder = new KeyboardShortcuts::RecorderCocoa(toggleUnicornMode(), {}, m_window.get());
+    m_recorder->setGeometry(SettingsWindowLayout::recorderFrame());
+    m_recorder->setAccessibleName(m_ui->shortcutLabel->text());
+    m_ui->shortcutLabel->setBuddy(m_recorder);
+    QWidget::setTabOrder(m_ui->ignoreLineBreaksCheckBox, m_recorder);
+    QWidget::setTabOrder(m_recorder, m_ui->closeButton);
+    showAsNote(m_ui->shortcutHintLabel);
+    showAsNote(m_ui->ignoreLineBreaksNoteLabel);
+    connect(&KeyboardShortcuts::notifications(), &KeyboardShortcuts::ShortcutNotifications::shortcutByNameDidChange,
+            this, [this](const KeyboardShortcuts::Name &name) {
+                if (name == toggleUnicornMode())
+                    showShortcutHint();
+            });
+
+    m_ignoreLineBreaksCheckBoxButton = m_ui->ignoreLineBreaksCheckBox;
+    m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
+    connect(m_ignoreLineBreaksCheckBoxButton, &QCheckBox::clicked, this,
             &SettingsWindowController::ignoreLineBreaksValueChanged);
+
+    // Bound both ways: a click writes through the module, and every change the module announces shows here.
+    connect(m_ui->launchAtLoginCheckBox, &QCheckBox::clicked, m_launchAtLogin, &LaunchAtLogin::KVO::setIsEnabled);
+    connect(m_launchAtLogin, &LaunchAtLogin::KVO::isEnabledChanged, m_ui->launchAtLoginCheckBox,
+            &QCheckBox::setChecked);
+
+    connect(m_ui->closeButton, &QPushButton::clicked, m_window.get(), &QWidget::close);
 }
 
 void SettingsWindowController::ignoreLineBreaksValueChanged()
 {
-    UserDefaults::standard().setBoolean(ignoreLineBreaksKey, m_ignoreLineBreaksCheckBox->checkState() == Qt::Checked);
+    UserDefaults::standard().setBoolean(ignoreLineBreaksKey,
+                                        m_ignoreLineBreaksCheckBoxButton->checkState() == Qt::Checked);
+}
+
+void SettingsWindowController::showShortcutHint()
+{
+    const ShortcutHint hint = shortcutHint(KeyboardShortcuts::storedShortcut(toggleUnicornMode()).has_value(),
+                                           KeyboardShortcuts::isHotKeyRegistered(toggleUnicornMode()), m_displayServer);
+    m_ui->shortcutHintLabel->setText(hint.text);
+    m_ui->shortcutHintLabel->setToolTip(hint.details);
 }

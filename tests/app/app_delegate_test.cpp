@@ -5,6 +5,7 @@
 #include "app/shortcut_names.h"
 #include "hud/progress_hud.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
+#include "keyboard_shortcuts/menu_item_lookup.h"
 #include "support/fake_platform.h"
 #include "support/stdout_capture.h"
 #include "support/xvfb_server.h"
@@ -135,6 +136,25 @@ private slots:
         QCOMPARE(grab->text(), QStringLiteral("Grab Text\tSuper+Alt+T"));
         KeyboardShortcuts::storeShortcut(std::nullopt, toggleUnicornMode());
         QCOMPARE(grab->text(), QStringLiteral("Grab Text"));
+    }
+
+    void theShortcutRecorderRefusesWhatTheMenuAnswersTo()
+    {
+        using namespace KeyboardShortcuts;
+        storeHistory({QStringLiteral("newest"), QStringLiteral("older")});
+        m_delegate->applicationDidFinishLaunching();
+        QCOMPARE(mainMenu(), m_delegate->mainMenu());
+        const auto found = [](Shortcut shortcut, const std::optional<Name> &recorded = std::nullopt) {
+            const QAction *item = menuItem(shortcut, *mainMenu(), recorded);
+            return item ? menuItemTitle(*item) : QString();
+        };
+        QCOMPARE(found(Shortcut::fromKey(Key::q, Qt::MetaModifier)), QStringLiteral("Quit"));
+        QCOMPARE(found(Shortcut::fromKey(Key::two, Qt::MetaModifier)), QStringLiteral("older"));
+        QCOMPARE(found(Shortcut::fromKey(Key::three, Qt::MetaModifier)), QString());
+        const Shortcut grab = Shortcut::fromKey(Key::two, Qt::MetaModifier | Qt::ShiftModifier);
+        QCOMPARE(found(grab), QStringLiteral("Grab Text"));
+        // Recording the capture shortcut again is no conflict with the item that shows it.
+        QCOMPARE(found(grab, toggleUnicornMode()), QString());
     }
 
     void historyEntriesAreNumberedAndShortened()
