@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,6 +32,9 @@ QList<QUrl> urlsFromArguments(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    // A launcher that has gone away (an autostart runner, a closed terminal) leaves standard output a broken pipe;
+    // a diagnostic line must not end the program.
+    std::signal(SIGPIPE, SIG_IGN);
     Platform::restartWithSingleThreadedOpenMP(argv);
 
     const QList<QUrl> urls = urlsFromArguments(argc, argv);

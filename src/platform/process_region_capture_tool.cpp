@@ -76,7 +76,9 @@ void ProcessRegionCaptureTool::captureRegion(const QString &destination)
         process.setStandardOutputFile(destination, QIODevice::Truncate);
     else
         process.setStandardOutputFile(QProcess::nullDevice());
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // Read here rather than handed on: with our own standard error a broken pipe (a launcher that went away),
+    // the tool would die on its first message.
+    process.setProcessChannelMode(QProcess::SeparateChannels);
 
     QEventLoop loop;
     QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
@@ -104,6 +106,8 @@ void ProcessRegionCaptureTool::captureRegion(const QString &destination)
         process.kill();
         process.waitForFinished(1000);
     }
+    if (const QByteArray messages = process.readAllStandardError().trimmed(); !messages.isEmpty())
+        qCInfo(lcCapture).noquote() << m_command.program << "says:" << QString::fromLocal8Bit(messages);
 }
 
 } // namespace Platform

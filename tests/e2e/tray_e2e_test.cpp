@@ -141,6 +141,39 @@ std::unique_ptr<QWidget> showOnScreen(QWidget *content, QRect geometry)
     return window;
 }
 
+QJsonObject storedSettings()
+{
+    QFile file(qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/scrivlet/defaults.json"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+QString autostartFolder()
+{
+    return qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/autostart");
+}
+
+void clickAt(QPoint point)
+{
+    xdotool({QStringLiteral("mousemove"), QString::number(point.x()), QString::number(point.y())});
+    QTest::qWait(100);
+    xdotool({QStringLiteral("click"), QStringLiteral("1")});
+}
+
+// The process ids of every running scrivlet.
+QList<qint64> runningScrivlets()
+{
+    QList<qint64> ids;
+    const QByteArray output =
+        runCommand(QStringLiteral("pgrep"), {QStringLiteral("-x"), QStringLiteral("scrivlet")}).standardOutput;
+    for (const QByteArray &line : output.split('\n')) {
+        if (!line.trimmed().isEmpty())
+            ids << line.trimmed().toLongLong();
+    }
+    return ids;
+}
+
 void pressKeys(const QStringList &keys)
 {
     for (const QString &key : keys) {
@@ -276,6 +309,59 @@ private slots:
         dragPointer({300, 200}, {600, 500});
         QTRY_COMPARE_WITH_TIMEOUT(QString::fromUtf8(clipboardText()), payload, 20000);
         QCOMPARE(storedHistory().value(0), payload);
+    }
+
+    void settingsMadeInTheWindowStartScrivletAtLoginAndSurviveARestart()
+    {
+        {
+            RunningScrivlet scrivlet;
+            QVERIFY(openTrayMenu());
+            pressKeys({QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
+                       QStringLiteral("Return")}); // "Settings..."
+            QList<quint32> windows;
+            QTRY_VERIFY_WITH_TIMEOUT(!(windows = visibleWindowsNamed(QStringLiteral("^Scrivlet Settings$"))).isEmpty(),
+                                     10000);
+            const auto window = windowGeometry(windows.first());
+            QVERIFY(window);
+            QTest::qWait(300); // painted and able to take the focus
+            // Where the form puts the boxes of "Launch at login" and "Ignore line breaks", and the recorder.
+            clickAt(window->topLeft() + QPoint(202, 96));
+            QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(autostartFolder() + QStringLiteral("/scrivlet.desktop")), 5000);
+            clickAt(window->topLeft() + QPoint(202, 124));
+            QTRY_VERIFY_WITH_TIMEOUT(storedSettings().value(QStringLiteral("IgnoreLineBreaks")).toBool(), 5000);
+            clickAt(window->topLeft() + QPoint(269, 33));
+            QTest::qWait(300);
+            tapKey(QStringLiteral("ctrl+alt+j"));
+            QTRY_COMPARE_WITH_TIMEOUT(
+                storedSettings().value(QStringLiteral("KeyboardShortcuts_toggleUnicornMode")).toString(),
+                QStringLiteral("{\"carbonKeyCode\":38,\"carbonModifiers\":6144}"), 5000);
+            QCOMPARE(runCommand(QStringLiteral("desktop-file-validate"),
+                                {autostartFolder() + QStringLiteral("/scrivlet.desktop")})
+                         .exitCode,
+                     0);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(runningScrivlets().isEmpty(), 5000);
+
+        // The next login: a session's autostart runner starts the program from the entry. dex ends at once and
+        // leaves the program its output pipe, closed once read: the program's diagnostics must not end it.
+        QCOMPARE(
+            runCommand(QStringLiteral("dex"), {QStringLiteral("-a"), QStringLiteral("-s"), autostartFolder()}).exitCode,
+            0);
+        QTRY_COMPARE_WITH_TIMEOUT(runningScrivlets().size(), 1, 10000);
+        const auto stop = qScopeGuard([] {
+            for (const qint64 id : runningScrivlets())
+                runCommand(QStringLiteral("kill"), {QString::number(id)});
+        });
+        QVERIFY(trayIconGeometry());
+        // It answers to the recorded shortcut, and to the old one no more.
+        const quint32 cursor = currentCursorSerial();
+        xdotool({QStringLiteral("key"), QStringLiteral("super+shift+2")});
+        QTest::qWait(1000);
+        QCOMPARE(currentCursorSerial(), cursor);
+        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+j")});
+        QVERIFY(waitForSelectionCursor(cursor, 10s));
+        tapKey(QStringLiteral("Escape"));
+        QVERIFY(storedSettings().value(QStringLiteral("IgnoreLineBreaks")).toBool());
     }
 
     void theIconAppearsWhenTheTrayStartsAfterScrivlet()
