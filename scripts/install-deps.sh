@@ -10,15 +10,15 @@ packages=(
     qt6-declarative-dev qt6-tools-dev qt6-l10n-tools libglib2.0-dev
     # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
     tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
-    # run: the QML controls of the two modules
-    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
-    qml6-module-qtquick-window qml6-module-qtqml-workerscript
 )
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
         xvfb xdotool trayer xclip x11-xkb-utils dbus procps
         libxcb-xfixes0-dev fonts-dejavu-core picom
         dconf-service dconf-cli gsettings-desktop-schemas xfconf dex
+        # the QML controls of the two modules, which the program itself does not use
+        qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
+        qml6-module-qtquick-window qml6-module-qtqml-workerscript
         gnome-settings-daemon-common dconf-gsettings-backend libxfconf-0-3
     )
 fi
