@@ -27,7 +27,11 @@ RecorderCocoa::RecorderCocoa(Name name, RecorderController::OnChange onChange, Q
     showState();
 }
 
-RecorderCocoa::~RecorderCocoa() = default;
+RecorderCocoa::~RecorderCocoa()
+{
+    // The controller ends a recording as it goes, after this widget's own parts are gone: it must not show that.
+    disconnect(&m_controller, nullptr, this, nullptr);
+}
 
 QSize RecorderCocoa::sizeHint() const
 {

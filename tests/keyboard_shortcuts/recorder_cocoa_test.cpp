@@ -294,6 +294,21 @@ private slots:
         QTRY_COMPARE(m_hotKeyFired, 1);
     }
 
+    void aRecorderDroppedWhileRecordingGivesTheKeyboardBack()
+    {
+        auto dropped = std::make_unique<RecorderCocoa>(other, nullptr, m_window.get());
+        dropped->setGeometry(194, 60, 150, 26);
+        dropped->show();
+        QTest::qWait(50); // able to take the focus
+        clickAt(dropped->mapToGlobal(dropped->rect().center()));
+        QTRY_VERIFY(dropped->isRecording());
+        dropped.reset();
+        QVERIFY(!isPaused());
+        QCoreApplication::processEvents(); // Qt sends the ungrab to the server when its event loop next runs
+        QVERIFY(xdotool({"key", "super+shift+2"}));
+        QTRY_COMPARE(m_hotKeyFired, 1);
+    }
+
     void aClickJustOutsideKeepsRecordingAFartherOneEndsIt()
     {
         startRecording();

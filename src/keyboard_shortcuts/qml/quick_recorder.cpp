@@ -19,7 +19,11 @@ QVariant toVariant(const std::optional<Shortcut> &shortcut)
 
 QuickRecorder::QuickRecorder(QObject *parent) : QObject(parent) {}
 
-QuickRecorder::~QuickRecorder() = default;
+QuickRecorder::~QuickRecorder()
+{
+    // Ends a recording while this object, which the controller reports to, is still whole.
+    m_controller.reset();
+}
 
 void QuickRecorder::componentComplete()
 {
