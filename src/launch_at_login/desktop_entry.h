@@ -47,8 +47,9 @@ private:
     QStringList m_otherGroups; // verbatim, headers included
 };
 
-// The program and arguments an Exec value (string escapes already undone) starts, by the specification's quoting
-// rules, with "%%" read as "%" and other field codes kept. Empty when a quote is left open or there is no program.
+// The program and arguments an Exec value (string escapes already undone) starts, by the quoting rules of
+// freedesktop desktop entries, with "%%" read as "%" and other field codes kept. Empty when a quote is left open or
+// there is no program.
 std::optional<QStringList> splitExecValue(const QString &exec);
 
 // An argument spelled for an Exec value: in double quotes when it holds a reserved character, with '"', '`', '$'
