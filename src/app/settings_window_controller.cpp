@@ -61,10 +61,8 @@ void SettingsWindowController::showWindow()
 {
     if (!m_window)
         windowDidLoad();
-    // Another program may have changed them since the window was last open.
-    m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
-    m_ui->launchAtLoginCheckBox->setChecked(m_launchAtLogin->isEnabled());
-    showShortcutHint();
+    else
+        showStoredValues(); // another program may have changed them since the window was last open
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
@@ -92,7 +90,6 @@ void SettingsWindowController::windowDidLoad()
             });
 
     m_ignoreLineBreaksCheckBoxButton = m_ui->ignoreLineBreaksCheckBox;
-    m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
     connect(m_ignoreLineBreaksCheckBoxButton, &QCheckBox::clicked, this,
             &SettingsWindowController::ignoreLineBreaksValueChanged);
 
@@ -102,6 +99,14 @@ void SettingsWindowController::windowDidLoad()
             &QCheckBox::setChecked);
 
     connect(m_ui->closeButton, &QPushButton::clicked, m_window.get(), &QWidget::close);
+    showStoredValues();
+}
+
+void SettingsWindowController::showStoredValues()
+{
+    m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
+    m_ui->launchAtLoginCheckBox->setChecked(m_launchAtLogin->isEnabled());
+    showShortcutHint();
 }
 
 void SettingsWindowController::ignoreLineBreaksValueChanged()

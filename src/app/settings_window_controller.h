@@ -40,6 +40,7 @@ public:
 private:
     void windowDidLoad();
     void ignoreLineBreaksValueChanged();
+    void showStoredValues();
     void showShortcutHint();
 
     Platform::DisplayServer m_displayServer;
