@@ -7,9 +7,9 @@
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
 #include "app/shortcut_names.h"
+#include "app/url_request.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/menu_binding.h"
-#include "platform/private_directory.h"
 
 #include <QAction>
 #include <QApplication>
@@ -25,12 +25,6 @@ namespace {
 constexpr qsizetype historyTitleLength = 60;
 constexpr qsizetype historyLimit = 10;
 const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
-
-// Empty when nowhere private can be had: then no capture is written where another user could read or plant it.
-QString temporaryDirectory()
-{
-    return Platform::privateRuntimeDirectory().value_or(QString());
-}
 
 // The entry itself when it has at most 60 user-perceived characters, else its first 59 and "…".
 QString historyTitle(const QString &entry)
@@ -61,9 +55,9 @@ void copyToClipboard(const QString &text)
 
 } // namespace
 
-AppDelegate::AppDelegate(Platform::Services services, QObject *parent)
+AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, QObject *parent)
     : QObject(parent), m_services(std::move(services)), m_statusItem(std::make_unique<QSystemTrayIcon>()),
-      m_tmpDir(temporaryDirectory()), m_mainMenu(std::make_unique<KeyEquivalentMenu>()),
+      m_tmpDir(std::move(runtimeDirectory)), m_mainMenu(std::make_unique<KeyEquivalentMenu>()),
       m_appStoreReview(m_services.storeReview.get(), SCRIVLET_IS_STORE_VERSION)
 {
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
@@ -272,12 +266,9 @@ void AppDelegate::openUrls(const QList<QUrl> &urls)
 
 void AppDelegate::openUrl(const QUrl &url)
 {
-    // Only the path counts: "scrivlet:///_Grab_", "scrivlet:_Grab_" and "other://host/_Grab_" all grab.
-    QString path = url.path();
-    while (path.startsWith(QLatin1Char('/')))
-        path.remove(0, 1);
-    if (path == u"_Grab_")
+    const std::optional<UrlRequest> request = urlRequest(url);
+    if (request == UrlRequest::grab)
         getText();
-    if (path == u"_clear-history_")
+    else if (request == UrlRequest::clearHistory)
         clearHistory();
 }

@@ -25,7 +25,9 @@ class SettingsWindowController;
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
-    explicit AppDelegate(Platform::Services services, QObject *parent = nullptr);
+    // runtimeDirectory is the private directory captures are written to (ends with "/"); empty when there is
+    // none, and then every capture ends before the tool starts.
+    AppDelegate(Platform::Services services, QString runtimeDirectory, QObject *parent = nullptr);
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();

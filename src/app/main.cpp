@@ -60,7 +60,7 @@ int main(int argc, char **argv)
     QApplication::setQuitOnLastWindowClosed(false);
 
     KeyboardShortcuts::install();
-    AppDelegate delegate(Platform::detectServices());
+    AppDelegate delegate(Platform::detectServices(), runtimeDirectory.value_or(QString()));
     if (instance) {
         QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
         instance->listen();

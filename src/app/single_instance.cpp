@@ -1,5 +1,7 @@
 #include "app/single_instance.h"
 
+#include "app/instance_message.h"
+
 #include <QDeadlineTimer>
 #include <QLocalSocket>
 #include <QLoggingCategory>
@@ -17,25 +19,6 @@ QString lockPath(const QString &directory)
 QString socketPath(const QString &directory)
 {
     return directory + QStringLiteral("instance.socket");
-}
-
-// One URL per line; the sender closes the connection when it is done.
-QByteArray encode(const QList<QUrl> &urls)
-{
-    QByteArray data;
-    for (const QUrl &url : urls)
-        data += url.toEncoded() + '\n';
-    return data;
-}
-
-QList<QUrl> decode(const QByteArray &data)
-{
-    QList<QUrl> urls;
-    for (const QByteArray &line : data.split('\n')) {
-        if (!line.isEmpty())
-            urls.append(QUrl::fromEncoded(line));
-    }
-    return urls;
 }
 
 } // namespace
@@ -69,16 +52,15 @@ void SingleInstance::acceptConnection()
         auto buffer = std::make_shared<QByteArray>();
         connect(socket, &QLocalSocket::readyRead, socket, [socket, buffer] {
             *buffer += socket->readAll();
-            // A request is a few URLs; anything this large is not one of ours.
-            if (buffer->size() > 1024 * 1024)
+            if (buffer->size() > maximumInstanceMessageSize)
                 socket->abort();
         });
         connect(socket, &QLocalSocket::disconnected, this, [this, socket, buffer] {
             *buffer += socket->readAll();
-            const QList<QUrl> urls = decode(*buffer);
+            const std::optional<QList<QUrl>> urls = decodeInstanceMessage(*buffer);
             socket->deleteLater();
-            if (!urls.isEmpty())
-                Q_EMIT urlsReceived(urls);
+            if (urls && !urls->isEmpty())
+                Q_EMIT urlsReceived(*urls);
         });
     }
 }
@@ -96,7 +78,7 @@ bool SingleInstance::forward(const QString &directory, const QList<QUrl> &urls)
             return false;
         QThread::msleep(50);
     }
-    socket.write(encode(urls));
+    socket.write(encodeInstanceMessage(urls));
     if (!socket.waitForBytesWritten(2000) && socket.bytesToWrite() > 0)
         return false;
     socket.disconnectFromServer();

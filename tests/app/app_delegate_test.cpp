@@ -101,7 +101,7 @@ private slots:
         for (const QString &key : {QStringLiteral("IgnoreLineBreaks"), Keys::numberOfUsages})
             standard.remove(key);
         QGuiApplication::clipboard()->setText(QStringLiteral("what the user had"));
-        m_delegate = std::make_unique<AppDelegate>(std::move(services));
+        m_delegate = std::make_unique<AppDelegate>(std::move(services), m_xdg.runtimeDir() + QLatin1Char('/'));
     }
 
     void cleanup() { m_delegate.reset(); }

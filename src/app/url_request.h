@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QUrl>
+
+#include <optional>
+
+// What a URL handed to Scrivlet asks for.
+enum class UrlRequest { grab, clearHistory };
+
+// Only the path counts, with any leading slashes: "scrivlet:///_Grab_", "scrivlet:_Grab_" and
+// "other://host/_Grab_" all grab. Empty for any other path.
+[[nodiscard]] std::optional<UrlRequest> urlRequest(const QUrl &url);
