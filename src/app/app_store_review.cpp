@@ -16,8 +16,7 @@ void AppStoreReview::requestReviewIfAppropriate()
     if (!m_isStoreVersion)
         return;
     UserDefaults defaults = UserDefaults::standard();
-    setNumberOfUsages(defaults, numberOfUsages(defaults) + 1);
-    if (numberOfUsages(defaults) < usageThreshold)
+    if (incrementNumberOfUsages(defaults) < usageThreshold)
         return;
 
     const QDateTime now = m_clock();

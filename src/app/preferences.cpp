@@ -1,5 +1,9 @@
 #include "app/preferences.h"
 
+#include <QJsonArray>
+
+#include <limits>
+
 namespace {
 const QString lastReviewRequestedAtKey = QStringLiteral("lastReviewRequestedAt");
 }
@@ -19,6 +23,17 @@ void setTextHistory(UserDefaults &defaults, const QStringList &history)
     defaults.setStringArray(Keys::textHistory, history);
 }
 
+void prependToTextHistory(UserDefaults &defaults, const QString &text)
+{
+    defaults.update(Keys::textHistory, [&text](const QJsonValue &current) {
+        QStringList history = UserDefaults::stringArrayOf(current).value_or(Values::textHistory);
+        history.prepend(text);
+        if (history.size() > textHistoryLimit)
+            history.resize(textHistoryLimit);
+        return QJsonValue(QJsonArray::fromStringList(history));
+    });
+}
+
 qint64 numberOfUsages(const UserDefaults &defaults)
 {
     return defaults.integer(Keys::numberOfUsages);
@@ -27,6 +42,18 @@ qint64 numberOfUsages(const UserDefaults &defaults)
 void setNumberOfUsages(UserDefaults &defaults, qint64 count)
 {
     defaults.setInteger(Keys::numberOfUsages, count);
+}
+
+qint64 incrementNumberOfUsages(UserDefaults &defaults)
+{
+    qint64 count = 0;
+    const bool stored = defaults.update(Keys::numberOfUsages, [&count](const QJsonValue &current) {
+        count = UserDefaults::integerOf(current);
+        if (count < std::numeric_limits<qint64>::max()) // a count edited to the largest number stays there
+            ++count;
+        return QJsonValue(count);
+    });
+    return stored ? count : numberOfUsages(defaults);
 }
 
 QDateTime lastReviewRequestedAt(const UserDefaults &defaults)

@@ -22,9 +22,15 @@ UserDefaults sharedDefaults();
 // Recognised texts, newest first; a stored value that is not an array of strings reads as the empty history.
 QStringList textHistory(const UserDefaults &defaults);
 void setTextHistory(UserDefaults &defaults, const QStringList &history);
+inline constexpr qsizetype textHistoryLimit = 10;
+// Puts the text first and keeps the textHistoryLimit newest, with no other writer in between.
+void prependToTextHistory(UserDefaults &defaults, const QString &text);
 
 qint64 numberOfUsages(const UserDefaults &defaults);
 void setNumberOfUsages(UserDefaults &defaults, qint64 count);
+// Counts one more use, with no other writer in between; returns the count now stored (as it was when the write
+// is refused).
+qint64 incrementNumberOfUsages(UserDefaults &defaults);
 
 // Stored as whole seconds since 1970 (the fraction dropped); absent reads as 1970-01-01T00:00:00Z.
 QDateTime lastReviewRequestedAt(const UserDefaults &defaults);

@@ -1,7 +1,12 @@
 #include "app/preferences.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <limits>
 
 class PreferencesTest : public QObject {
     Q_OBJECT
@@ -32,6 +37,63 @@ private slots:
         QVERIFY(defaults.contains(Keys::textHistory)); // left as it is until the next write
         setTextHistory(defaults, {QStringLiteral("new")});
         QCOMPARE(textHistory(defaults), QStringList{QStringLiteral("new")});
+    }
+
+    void prependingKeepsTheNewestTexts_data()
+    {
+        QTest::addColumn<QByteArray>("stored"); // the file's contents; empty for no file
+        QTest::addColumn<QStringList>("history");
+        const auto numbered = [](int count) {
+            QStringList texts;
+            for (int i = 1; i <= count; ++i)
+                texts.append(QString::number(i));
+            return texts;
+        };
+        QTest::newRow("no history yet") << QByteArray() << QStringList{QStringLiteral("new")};
+        QTest::newRow("a full history drops its oldest")
+            << QJsonDocument(QJsonObject{{Keys::textHistory, QJsonArray::fromStringList(numbered(10))}}).toJson()
+            << QStringList{QStringLiteral("new")} + numbered(9);
+        QTest::newRow("a longer history from another writer is cut to the limit")
+            << QJsonDocument(QJsonObject{{Keys::textHistory, QJsonArray::fromStringList(numbered(12))}}).toJson()
+            << QStringList{QStringLiteral("new")} + numbered(9);
+        QTest::newRow("a history that is not all strings starts afresh")
+            << QByteArray(R"({"textHistory": [1, "two"], "other": true})") << QStringList{QStringLiteral("new")};
+    }
+
+    void prependingKeepsTheNewestTexts()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(QStringList, history);
+        UserDefaults defaults = freshDefaults();
+        if (!stored.isEmpty()) {
+            QFile file(defaults.filePath());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(stored);
+        }
+        prependToTextHistory(defaults, QStringLiteral("new"));
+        QCOMPARE(textHistory(defaults), history);
+    }
+
+    void countingAUse_data()
+    {
+        QTest::addColumn<QJsonValue>("stored"); // undefined for none
+        QTest::addColumn<qint64>("count");
+        QTest::newRow("the first use") << QJsonValue(QJsonValue::Undefined) << Q_INT64_C(1);
+        QTest::newRow("one more") << QJsonValue(5) << Q_INT64_C(6);
+        QTest::newRow("a count stored as text") << QJsonValue(QStringLiteral("7")) << Q_INT64_C(8);
+        QTest::newRow("the largest count stays, without overflow")
+            << QJsonValue(std::numeric_limits<qint64>::max()) << std::numeric_limits<qint64>::max();
+    }
+
+    void countingAUse()
+    {
+        QFETCH(QJsonValue, stored);
+        QFETCH(qint64, count);
+        UserDefaults defaults = freshDefaults();
+        if (!stored.isUndefined())
+            QVERIFY(defaults.update(Keys::numberOfUsages, [&](const QJsonValue &) { return stored; }));
+        QCOMPARE(incrementNumberOfUsages(defaults), count);
+        QCOMPARE(numberOfUsages(defaults), count);
     }
 
     void reviewTimeDropsTheFractionOfASecond_data()
