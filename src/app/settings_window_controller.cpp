@@ -83,11 +83,15 @@ void SettingsWindowController::windowDidLoad()
     QWidget::setTabOrder(m_recorder, m_ui->closeButton);
     showAsNote(m_ui->shortcutHintLabel);
     showAsNote(m_ui->ignoreLineBreaksNoteLabel);
+    const auto followShortcut = [this](const KeyboardShortcuts::Name &name) {
+        if (name == toggleUnicornMode())
+            showShortcutHint();
+    };
+    // A new shortcut, or the same one taken by another program and given back.
     connect(&KeyboardShortcuts::notifications(), &KeyboardShortcuts::ShortcutNotifications::shortcutByNameDidChange,
-            this, [this](const KeyboardShortcuts::Name &name) {
-                if (name == toggleUnicornMode())
-                    showShortcutHint();
-            });
+            this, followShortcut);
+    connect(&KeyboardShortcuts::notifications(), &KeyboardShortcuts::ShortcutNotifications::hotKeyRegistrationDidChange,
+            this, followShortcut);
 
     m_ignoreLineBreaksCheckBoxButton = m_ui->ignoreLineBreaksCheckBox;
     connect(m_ignoreLineBreaksCheckBoxButton, &QCheckBox::clicked, this,

@@ -1,16 +1,28 @@
 #include "keyboard_shortcuts/hot_key_registry.h"
 
 #include <QKeyEvent>
+#include <QSet>
+
+#include <algorithm>
 
 namespace KeyboardShortcuts {
 
-HotKeyRegistry::HotKeyRegistry(HotKeyService &service) : m_service(service) {}
+HotKeyRegistry::HotKeyRegistry(HotKeyService &service, std::function<void(Shortcut)> onLossChange)
+    : m_service(service), m_onLossChange(std::move(onLossChange))
+{
+    m_retryTimer.setSingleShot(true);
+    QObject::connect(&m_retryTimer, &QTimer::timeout, &m_retryTimer, [this] { retry(); });
+    m_keyboardWatch = m_service.watchKeyboardChanges([this] {
+        if (m_routing == Routing::normal)
+            resumeAll();
+    });
+}
 
 HotKeyRegistry::~HotKeyRegistry() = default;
 
 std::unique_ptr<HotKeyGrab> HotKeyRegistry::grab(HotKeyId id, Shortcut shortcut)
 {
-    return m_service.grab(shortcut, {[this, id] { press(id); }, [this, id] { release(id); }});
+    return m_service.grab(shortcut, {[this, id] { press(id); }, [this, id] { release(id); }, [this, id] { lose(id); }});
 }
 
 std::optional<HotKeyRegistry::HotKeyId> HotKeyRegistry::addHotKey(Shortcut shortcut, Callback onKeyDown,
@@ -29,7 +41,12 @@ std::optional<HotKeyRegistry::HotKeyId> HotKeyRegistry::addHotKey(Shortcut short
 
 void HotKeyRegistry::removeHotKeys(Shortcut shortcut)
 {
+    const bool wasLost = isLost(shortcut);
     std::erase_if(m_hotKeys, [shortcut](const auto &entry) { return entry.second.shortcut == shortcut; });
+    if (!wasLost)
+        return;
+    updateRetryTimer();
+    reportLossChanges({shortcut});
 }
 
 std::vector<HotKeyRegistry::HotKeyId> HotKeyRegistry::hotKeyIds(Shortcut shortcut) const
@@ -40,6 +57,12 @@ std::vector<HotKeyRegistry::HotKeyId> HotKeyRegistry::hotKeyIds(Shortcut shortcu
             ids.push_back(id);
     }
     return ids;
+}
+
+bool HotKeyRegistry::isLost(Shortcut shortcut) const
+{
+    return std::ranges::any_of(
+        m_hotKeys, [shortcut](const auto &entry) { return entry.second.shortcut == shortcut && entry.second.isLost; });
 }
 
 void HotKeyRegistry::setRouting(Routing routing)
@@ -71,16 +94,66 @@ void HotKeyRegistry::suspendAll()
 {
     for (auto &[id, hotKey] : m_hotKeys)
         hotKey.grab.reset();
+    updateRetryTimer();
 }
 
+// Grabs every hot key that is not grabbed: all of them after a suspension, the lost ones otherwise.
 void HotKeyRegistry::resumeAll()
 {
-    for (auto it = m_hotKeys.begin(); it != m_hotKeys.end();) {
-        HotKey &hotKey = it->second;
-        if (!hotKey.grab)
-            hotKey.grab = grab(it->first, hotKey.shortcut);
-        // A combination another client took meanwhile is dropped; it comes back only when added again.
-        it = hotKey.grab ? std::next(it) : m_hotKeys.erase(it);
+    std::vector<Shortcut> changed;
+    for (auto &[id, hotKey] : m_hotKeys) {
+        if (hotKey.grab)
+            continue;
+        hotKey.grab = grab(id, hotKey.shortcut);
+        if (bool(hotKey.grab) == hotKey.isLost) {
+            hotKey.isLost = !hotKey.isLost;
+            changed.push_back(hotKey.shortcut);
+        }
+    }
+    updateRetryTimer();
+    reportLossChanges(changed);
+}
+
+void HotKeyRegistry::lose(HotKeyId id)
+{
+    const auto found = m_hotKeys.find(id);
+    if (found == m_hotKeys.end() || found->second.isLost)
+        return;
+    found->second.grab.reset(); // it holds nothing any more
+    found->second.isLost = true;
+    updateRetryTimer();
+    reportLossChanges({found->second.shortcut});
+}
+
+void HotKeyRegistry::retry()
+{
+    // Raised first: a retry that fails starts the timer again with the longer delay.
+    m_retryDelay = std::min(m_retryDelay * 2, longestRetryDelay);
+    resumeAll();
+}
+
+void HotKeyRegistry::updateRetryTimer()
+{
+    if (std::ranges::none_of(m_hotKeys, [](const auto &entry) { return entry.second.isLost; })) {
+        m_retryTimer.stop();
+        m_retryDelay = firstRetryDelay;
+    } else if (m_routing != Routing::normal) {
+        m_retryTimer.stop(); // nothing is grabbed now; going back to normal tries at once
+    } else if (!m_retryTimer.isActive()) {
+        m_retryTimer.start(m_retryDelay);
+    }
+}
+
+void HotKeyRegistry::reportLossChanges(const std::vector<Shortcut> &shortcuts)
+{
+    if (!m_onLossChange)
+        return;
+    QSet<Shortcut> reported;
+    for (const Shortcut shortcut : shortcuts) {
+        if (!reported.contains(shortcut)) {
+            reported.insert(shortcut);
+            m_onLossChange(shortcut);
+        }
     }
 }
 

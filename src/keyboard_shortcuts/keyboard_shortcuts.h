@@ -48,7 +48,8 @@ bool isPaused();
 void setPaused(bool paused);
 
 // Whether the name's stored shortcut is held as a global hot key now: false when another program holds it, the
-// system has no global hot keys, or no action or stream listens to the name.
+// system has no global hot keys, or no action or stream listens to the name. A hot key another program took from
+// us is tried again until it is ours (notifications() tells when it is lost and when it is back).
 bool isHotKeyRegistered(const Name &name);
 
 // The application's main menu (for a tray program, its tray menu): recorders refuse a shortcut that one of its
@@ -56,7 +57,7 @@ bool isHotKeyRegistered(const Name &name);
 void setMainMenu(QMenu *menu);
 QMenu *mainMenu();
 
-// The object that posts "KeyboardShortcuts_shortcutByNameDidChange".
+// The object that posts "KeyboardShortcuts_shortcutByNameDidChange" and hotKeyRegistrationDidChange.
 const ShortcutNotifications &notifications();
 
 } // namespace KeyboardShortcuts

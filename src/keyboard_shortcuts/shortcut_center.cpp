@@ -1,12 +1,35 @@
 #include "keyboard_shortcuts/shortcut_center.h"
 
+#include "keyboard_shortcuts/keyboard_layout.h"
+#include "keyboard_shortcuts/shortcut_text.h"
+
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLoggingCategory>
 
 #include <algorithm>
 
+Q_DECLARE_LOGGING_CATEGORY(lcKeyboardShortcuts)
+
 namespace KeyboardShortcuts {
 namespace {
+
+constexpr qsizetype longestReportedValue = 80;
+
+// A string as a JSON file writes it, quotes and escapes included.
+QString jsonString(const QString &text)
+{
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.sliced(1, array.size() - 2));
+}
+
+// Log lines name keys as on the US layout, the one key codes are named after, whatever the user's layout.
+QString logText(Shortcut shortcut)
+{
+    return displayText(shortcut, *makeUsKeyboardLayout());
+}
 
 template <typename Value> Value *find(std::vector<std::pair<Name, Value>> &table, const Name &name)
 {
@@ -24,7 +47,9 @@ template <typename Value> Value &findOrAdd(std::vector<std::pair<Name, Value>> &
 } // namespace
 
 ShortcutCenter::ShortcutCenter(HotKeyService &hotKeyService, UserDefaults defaults)
-    : m_defaults(std::move(defaults)), m_hotKeys(hotKeyService), m_self(std::make_shared<ShortcutCenter *>(this))
+    : m_defaults(std::move(defaults)),
+      m_hotKeys(hotKeyService, [this](Shortcut shortcut) { hotKeyLossChanged(shortcut); }),
+      m_self(std::make_shared<ShortcutCenter *>(this))
 {}
 
 ShortcutCenter::~ShortcutCenter() = default;
@@ -84,10 +109,37 @@ void ShortcutCenter::syncWithStorage()
 
 std::optional<Shortcut> ShortcutCenter::readShortcut(const Name &name) const
 {
-    const std::optional<QString> stored = m_defaults.string(name.defaultsKey());
-    if (!stored)
-        return std::nullopt;
-    return Shortcut::fromJson(stored->toUtf8());
+    const QString key = name.defaultsKey();
+    const std::optional<QString> stored = m_defaults.string(key);
+    const std::optional<Shortcut> shortcut = stored ? Shortcut::fromJson(stored->toUtf8()) : std::nullopt;
+    // False, which reads as "0", is how a cleared shortcut is kept.
+    if (shortcut || (stored && *stored == u"0") || (!stored && !m_defaults.contains(key)))
+        m_reportedUnreadable.remove(key);
+    else
+        reportUnreadable(name, stored);
+    return shortcut;
+}
+
+// Written by hand, a shortcut is easily stored as a JSON object rather than a string, or with a typo; without a
+// word it would be a hot key that silently does nothing.
+void ShortcutCenter::reportUnreadable(const Name &name, const std::optional<QString> &stored) const
+{
+    const QString key = name.defaultsKey();
+    if (const auto reported = m_reportedUnreadable.constFind(key);
+        reported != m_reportedUnreadable.cend() && *reported == stored)
+        return;
+    m_reportedUnreadable.insert(key, stored);
+    const Shortcut example =
+        name.defaultShortcut.value_or(Shortcut::fromKey(Key::two, Qt::MetaModifier | Qt::ShiftModifier));
+    QString readAs; // a number or a boolean reads as its text too
+    if (stored) {
+        const QString shown =
+            stored->size() > longestReportedValue ? stored->first(longestReportedValue) + QChar(0x2026) : *stored;
+        readAs = u" (the value reads as "_qs + jsonString(shown) + u')';
+    }
+    qCWarning(lcKeyboardShortcuts).noquote().nospace()
+        << '"' << key << "\" must be a string holding {\"carbonKeyCode\":\u2026,\"carbonModifiers\":\u2026}, e.g. "
+        << jsonString(QString::fromUtf8(example.toJson())) << readAs << "; the hot key is off";
 }
 
 std::optional<Shortcut> ShortcutCenter::storedShortcut(const Name &name)
@@ -155,7 +207,48 @@ void ShortcutCenter::disableShortcuts(const QList<Name> &names)
 bool ShortcutCenter::isHotKeyRegistered(const Name &name)
 {
     const std::optional<Shortcut> shortcut = storedShortcut(name);
-    return shortcut && !m_hotKeys.hotKeyIds(*shortcut).empty();
+    return shortcut && !m_hotKeys.hotKeyIds(*shortcut).empty() && !m_hotKeys.isLost(*shortcut);
+}
+
+bool ShortcutCenter::isHotKeyTaken(const Name &name)
+{
+    const std::optional<Shortcut> shortcut = storedShortcut(name);
+    return shortcut && m_hotKeys.isLost(*shortcut);
+}
+
+std::vector<Name> ShortcutCenter::namesInUse(Shortcut shortcut) const
+{
+    std::vector<Name> names;
+    const auto collect = [&](const auto &table) {
+        for (const auto &[name, value] : table) {
+            if (std::ranges::find(names, name) == names.end() && readShortcut(name) == shortcut)
+                names.push_back(name);
+        }
+    };
+    collect(m_keyDownActions);
+    collect(m_keyUpActions);
+    collect(m_keyDownStreams);
+    collect(m_keyUpStreams);
+    return names;
+}
+
+void ShortcutCenter::hotKeyLossChanged(Shortcut shortcut)
+{
+    const std::vector<Name> names = namesInUse(shortcut);
+    QStringList rawValues;
+    for (const Name &name : names)
+        rawValues.append(name.rawValue);
+    QString what = u"hot key "_qs + logText(shortcut);
+    if (!rawValues.isEmpty())
+        what += u" ("_qs + rawValues.join(u", "_qs) + u')';
+    // Removed while lost, the hot key is neither lost nor back: only its state is announced.
+    if (m_hotKeys.isLost(shortcut))
+        qCWarning(lcKeyboardShortcuts).noquote()
+            << what << "was taken by another program; tried again until it is free";
+    else if (!m_hotKeys.hotKeyIds(shortcut).empty())
+        qCInfo(lcKeyboardShortcuts).noquote() << what << "works again";
+    for (const Name &name : names)
+        emit m_notifications.hotKeyRegistrationDidChange(name);
 }
 
 void ShortcutCenter::activate(Shortcut shortcut)

@@ -30,6 +30,10 @@ namespace KeyboardShortcuts {
 // The first time a center meets a name, it stores the name's default unless the defaults hold anything at all
 // under its key, so a shortcut the user cleared stays cleared. A shortcut another process stores in the same
 // defaults file is grabbed, and announced, as soon as the file changes.
+//
+// A stored value that is neither a shortcut nor false (a cleared shortcut) reads as no shortcut, and is reported
+// once, with the form expected, until it changes. A hot key another program takes is announced, and logged, when
+// it is lost and when it comes back (HotKeyRegistry retries it).
 class ShortcutCenter {
 public:
     using Action = std::function<void()>;
@@ -71,8 +75,11 @@ public:
     const ShortcutNotifications &notifications() const { return m_notifications; }
     HotKeyRegistry &hotKeys() { return m_hotKeys; }
     bool isActive(Shortcut shortcut) const { return m_activeShortcuts.contains(shortcut); }
-    // Whether the name's stored shortcut is grabbed now, not only counted as active.
+    // Whether the name's stored shortcut is grabbed now, or held back only while a menu is open: not when it was
+    // refused or lost to another program.
     bool isHotKeyRegistered(const Name &name);
+    // Whether another program took the hot key of the name's stored shortcut; it is grabbed again when free.
+    bool isHotKeyTaken(const Name &name);
 
     // For every name with actions or streams whose stored shortcut changed behind this center's back: releases
     // the old shortcut, grabs the new one and announces the change.
@@ -86,6 +93,9 @@ private:
     void meet(const Name &name);
     void watchStorage();
     std::optional<Shortcut> readShortcut(const Name &name) const;
+    void reportUnreadable(const Name &name, const std::optional<QString> &stored) const;
+    std::vector<Name> namesInUse(Shortcut shortcut) const;
+    void hotKeyLossChanged(Shortcut shortcut);
     void save(Shortcut shortcut, const Name &name);
     void clear(const Name &name);
     void activate(Shortcut shortcut);
@@ -103,6 +113,8 @@ private:
     ShortcutNotifications m_notifications;
     QSet<QString> m_metNames;
     QHash<QString, std::optional<Shortcut>> m_lastSeen; // by raw value, as this center last read or wrote it
+    // Defaults keys whose value was reported unreadable → that value, empty when it was not a string.
+    mutable QHash<QString, std::optional<QString>> m_reportedUnreadable;
     QSet<Shortcut> m_activeShortcuts;
     NameTable<std::vector<Action>> m_keyDownActions;
     NameTable<std::vector<Action>> m_keyUpActions;

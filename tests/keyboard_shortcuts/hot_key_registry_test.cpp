@@ -95,12 +95,61 @@ private slots:
         QCOMPARE(m_registry->hotKeyIds(superA), Ids{1});
         add(Shortcut{5, 256}); // filed, not grabbed
         QCOMPARE(m_service->totalGrabCount(), 0);
-        // Another client took one combination meanwhile: that hot key is dropped, the others come back.
-        m_service->takeByOtherClient(superA);
         m_registry->setRouting(Routing::normal);
-        QVERIFY(m_registry->hotKeyIds(superA).empty());
-        QCOMPARE(m_registry->hotKeyIds(superShift2), Ids{2});
-        QCOMPARE(m_service->totalGrabCount(), 2);
+        QCOMPARE(m_service->totalGrabCount(), 3);
+    }
+
+    // A hot key another client took is kept, reported lost and back once each, retried while the menu is closed
+    // only, and fires again once it is ours.
+    void aLostHotKeyIsKeptAndComesBackWhenFree_data()
+    {
+        QTest::addColumn<bool>("atKeyboardChange"); // else while a menu was open, and back at its next close
+        QTest::newRow("taken while a menu was open, back at the next menu close") << false;
+        QTest::newRow("taken at a keyboard change, back at the next one") << true;
+    }
+    void aLostHotKeyIsKeptAndComesBackWhenFree()
+    {
+        QFETCH(bool, atKeyboardChange);
+        QList<Shortcut> reported;
+        m_registry.emplace(*m_service, [&](Shortcut shortcut) { reported << shortcut; });
+        add(superA);
+        add(superShift2);
+        if (atKeyboardChange) {
+            m_service->changeKeyboardLosing(superA);
+        } else {
+            m_registry->setRouting(Routing::menuOpen);
+            m_service->takeByOtherClient(superA);
+            m_registry->setRouting(Routing::normal);
+        }
+        QCOMPARE(reported, QList{superA});
+        QVERIFY(m_registry->isLost(superA));
+        QVERIFY(!m_registry->isLost(superShift2));
+        QCOMPARE(m_registry->hotKeyIds(superA), Ids{1});
+        QCOMPARE(m_service->grabCount(superA), 0);
+        QCOMPARE(m_service->grabCount(superShift2), 1);
+
+        // Still taken: tried again without news.
+        m_service->changeKeyboardLosing();
+        QCOMPARE(reported.size(), 1);
+        m_service->releaseByOtherClient(superA);
+        if (!atKeyboardChange) {
+            m_registry->setRouting(Routing::menuOpen);
+            m_service->changeKeyboardLosing(); // nothing is grabbed while a menu is open
+            QCOMPARE(m_service->totalGrabCount(), 0);
+            m_registry->setRouting(Routing::normal);
+        } else {
+            m_service->changeKeyboardLosing();
+        }
+        QCOMPARE(reported, (QList{superA, superA}));
+        QVERIFY(!m_registry->isLost(superA));
+        QVERIFY(m_service->tap(superA));
+        QCOMPARE(m_ups, QList{superA});
+
+        // Removed while lost, it is reported too: it no longer waits for the combination.
+        m_service->changeKeyboardLosing(superA);
+        m_registry->removeHotKeys(superA);
+        QCOMPARE(reported.size(), 4);
+        QVERIFY(!m_registry->isLost(superA));
     }
 
     void withAMenuOpenMatchingKeysAreRoutedAndKeptFromTheMenu()

@@ -1,6 +1,8 @@
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 
+#include "keyboard_shortcuts/menu_binding.h"
 #include "keyboard_shortcuts/shortcut_center.h"
+#include "launch_at_login/log_capture.h"
 #include "other_x11_client.h"
 #include "support/desktop_tools.h"
 #include "support/xvfb_server.h"
@@ -38,6 +40,19 @@ protected:
 bool combinationIsFree()
 {
     return OtherClient().grab();
+}
+
+void openMenu(QMenu &menu)
+{
+    menu.popup(QPoint(100, 100));
+    QTRY_VERIFY(menu.isVisible());
+    QTRY_VERIFY(center().menuTracking());
+}
+
+void closeMenu(QMenu &menu)
+{
+    menu.hide();
+    QTRY_VERIFY(!center().menuTracking());
 }
 
 // Holds Super+Shift+2 down for a while, as the server auto-repeats it.
@@ -104,9 +119,7 @@ private slots:
         menu.addAction(u"Grab Text"_s);
         KeyOf2Counter menuSaw;
         menu.installEventFilter(&menuSaw);
-        menu.popup(QPoint(100, 100));
-        QTRY_VERIFY(menu.isVisible());
-        QTRY_VERIFY(center().menuTracking());
+        openMenu(menu);
         QVERIFY(combinationIsFree());
 
         holdHotKey();
@@ -116,11 +129,55 @@ private slots:
         QCOMPARE(menuSaw.count, 0);
         QVERIFY(menu.isVisible());
 
-        menu.hide();
-        QTRY_VERIFY(!center().menuTracking());
+        closeMenu(menu);
         QVERIFY(!combinationIsFree());
         QVERIFY(xdotool({"key", "super+shift+2"}));
         QTRY_COMPARE(m_captures, 2);
+    }
+
+    // Another client grabs the combination while our menu has let it go. Until it is ours again the menu shows no
+    // key equivalent and says why; then it fires again. One warning when lost, one info line when back.
+    void aHotKeyTakenWhileTheMenuWasOpenComesBackOnceFree_data()
+    {
+        QTest::addColumn<bool>("atMenuClose"); // else by the retry timer
+        QTest::newRow("by the retry timer") << false;
+        QTest::newRow("at the next menu close") << true;
+    }
+    void aHotKeyTakenWhileTheMenuWasOpenComesBackOnceFree()
+    {
+        QFETCH(bool, atMenuClose);
+        LaunchAtLoginTesting::LogCapture log;
+        QMenu menu;
+        QAction *grab = menu.addAction(u"Grab Text"_s);
+        bindShortcut(grab, toggleUnicornMode);
+        OtherClient other;
+        openMenu(menu);
+        QVERIFY(other.grab());
+        auto release = qScopeGuard([&] { other.ungrabAll(); });
+        closeMenu(menu);
+        QVERIFY(!isHotKeyRegistered(toggleUnicornMode));
+        QCOMPARE(grab->text(), u"Grab Text"_s);
+        QVERIFY(grab->statusTip().contains(u"Super+Shift+2"_s));
+        QCOMPARE(grab->toolTip(), grab->statusTip());
+
+        if (atMenuClose) {
+            openMenu(menu);
+            other.ungrabAll();
+            closeMenu(menu);
+            QVERIFY(isHotKeyRegistered(toggleUnicornMode));
+        } else {
+            other.ungrabAll();
+            QTRY_VERIFY_WITH_TIMEOUT(isHotKeyRegistered(toggleUnicornMode), 10000);
+        }
+        QCOMPARE(grab->text(), u"Grab Text\tSuper+Shift+2"_s);
+        QCOMPARE(grab->statusTip(), QString());
+        QVERIFY(!combinationIsFree());
+        QVERIFY(xdotool({"key", "super+shift+2"}));
+        QTRY_COMPARE(m_captures, 1);
+        const QList<LaunchAtLoginTesting::LogCapture::Message> lost = log.mentioning(u"was taken by another program"_s);
+        QCOMPARE(lost.size(), 1);
+        QCOMPARE(lost.first().type, QtWarningMsg);
+        QCOMPARE(log.mentioning(u"works again"_s).size(), 1);
     }
 };
 

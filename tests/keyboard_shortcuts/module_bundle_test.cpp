@@ -8,8 +8,12 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr const char *keys[] = {"record_shortcut", "press_shortcut", "keyboard_shortcut_used_by_menu_item",
-                                "keyboard_shortcut_used_by_system", "keyboard_shortcuts_can_be_changed"};
+constexpr const char *keys[] = {"record_shortcut",
+                                "press_shortcut",
+                                "keyboard_shortcut_used_by_menu_item",
+                                "keyboard_shortcut_used_by_system",
+                                "keyboard_shortcuts_can_be_changed",
+                                "keyboard_shortcut_taken_by_other_program"};
 
 } // namespace
 
@@ -46,6 +50,7 @@ private slots:
         QCOMPARE(menuText.count(u"%1"_s), 1);
         QVERIFY(!menuText.contains(u"%2"_s));
         QVERIFY(menuText.arg(u"Quit"_s).contains(u"Quit"_s));
+        QCOMPARE(bundle->localized("keyboard_shortcut_taken_by_other_program").count(u"%1"_s), 1);
     }
 
     void anUnknownKeyReadsAsItself()

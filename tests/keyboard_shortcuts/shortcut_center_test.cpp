@@ -1,6 +1,7 @@
 #include "keyboard_shortcuts/shortcut_center.h"
 
 #include "fake_hot_key_service.h"
+#include "launch_at_login/log_capture.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -9,6 +10,7 @@
 
 using namespace KeyboardShortcuts;
 using namespace Qt::Literals::StringLiterals;
+using LaunchAtLoginTesting::LogCapture;
 
 namespace {
 
@@ -95,27 +97,48 @@ private slots:
         QCOMPARE(changed.count(), 1);
     }
 
+    // A value that is there but unreadable is reported once until it changes; no value, false (a cleared
+    // shortcut) and a file that is not JSON at all (read as empty) are not.
     void unreadableStoredValuesReadAsNone_data()
     {
         QTest::addColumn<QByteArray>("file");
-        QTest::newRow("text that is not JSON") << "{\"KeyboardShortcuts_first\":\"Super+A\"}"_ba;
-        QTest::newRow("a corrupt defaults file") << "\x00\x01garbage"_ba;
+        QTest::addColumn<int>("warnings");
+        QTest::newRow("text that is not JSON") << R"({"KeyboardShortcuts_first":"Super+A"})"_ba << 1;
+        QTest::newRow("an object instead of a string")
+            << R"({"KeyboardShortcuts_first":{"carbonKeyCode":0,"carbonModifiers":256}})"_ba << 1;
+        QTest::newRow("a misspelt member")
+            << "{\"KeyboardShortcuts_first\":\"{\\\"carbonKeyCode\\\":0,\\\"carbonModifers\\\":256}\"}"_ba << 1;
+        QTest::newRow("a number") << R"({"KeyboardShortcuts_first":256})"_ba << 1;
+        QTest::newRow("false, a cleared shortcut") << R"({"KeyboardShortcuts_first":false})"_ba << 0;
+        QTest::newRow("a corrupt defaults file") << "\x00\x01garbage"_ba << 0;
     }
     void unreadableStoredValuesReadAsNone()
     {
         QFETCH(QByteArray, file);
+        QFETCH(int, warnings);
         QFile out(m_path);
         QVERIFY(out.open(QIODevice::WriteOnly) && out.write(file) == file.size());
         out.close();
+        LogCapture log;
+        const auto reports = [&] { return log.mentioning(u"\"KeyboardShortcuts_first\" must be a string holding"_s); };
         Run run(m_path);
         int fired = 0;
         run.center.addKeyUpAction(first, [&] { ++fired; });
         QCOMPARE(run.center.storedShortcut(first), std::nullopt);
+        QCOMPARE(run.center.storedShortcut(first), std::nullopt);
         QCOMPARE(run.service.totalGrabCount(), 0);
+        QCOMPARE(reports().size(), warnings);
+        if (warnings)
+            QCOMPARE(reports().first().type, QtWarningMsg);
         // An action added before any shortcut runs after the first save.
         run.center.storeShortcut(superA, first);
         QVERIFY(run.service.tap(superA));
         QCOMPARE(fired, 1);
+        // Unreadable again, even as before, is news again; the value read is shown.
+        run.defaults.setString(first.defaultsKey(), u"Super+A"_s);
+        QCOMPARE(run.center.storedShortcut(first), std::nullopt);
+        QCOMPARE(reports().size(), warnings + 1);
+        QVERIFY(reports().last().text.contains(u"reads as \"Super+A\""_s));
     }
 
     void namesSharingAShortcutShareItsHotKey()
@@ -189,6 +212,34 @@ private slots:
         attempts = run.service.attempts();
         run.center.setShortcutsEnabled(true); // already on: no new grabs
         QCOMPARE(run.service.attempts(), attempts);
+        QVERIFY(run.service.tap(superShift2));
+        QCOMPARE(fired, 1);
+    }
+
+    // Taken at a keyboard change and given back at the next, the hot key is announced and logged each time once.
+    void aHotKeyAnotherProgramTookIsAnnouncedUntilItComesBack()
+    {
+        Run run(m_path);
+        int fired = 0;
+        run.center.addKeyUpAction(unicorn, [&] { ++fired; });
+        QSignalSpy announced(&run.center.notifications(), &ShortcutNotifications::hotKeyRegistrationDidChange);
+        LogCapture log;
+        run.service.changeKeyboardLosing(superShift2);
+        run.service.changeKeyboardLosing();
+        QVERIFY(!run.center.isHotKeyRegistered(unicorn));
+        QVERIFY(run.center.isHotKeyTaken(unicorn));
+        QCOMPARE(announced.count(), 1);
+        QCOMPARE(announced.at(0).at(0).value<Name>(), unicorn);
+        const QList<LogCapture::Message> lost = log.mentioning(u"Super+Shift+2 (toggleUnicornMode) was taken"_s);
+        QCOMPARE(lost.size(), 1);
+        QCOMPARE(lost.first().type, QtWarningMsg);
+
+        run.service.releaseByOtherClient(superShift2);
+        run.service.changeKeyboardLosing();
+        QVERIFY(run.center.isHotKeyRegistered(unicorn));
+        QVERIFY(!run.center.isHotKeyTaken(unicorn));
+        QCOMPARE(announced.count(), 2);
+        QCOMPARE(log.mentioning(u"works again"_s).size(), 1);
         QVERIFY(run.service.tap(superShift2));
         QCOMPARE(fired, 1);
     }

@@ -23,5 +23,9 @@
         <source>keyboard_shortcuts_can_be_changed</source>
         <translation>Die meisten Tastenkürzel der Arbeitsumgebung lassen sich in deren Tastatureinstellungen ändern.</translation>
     </message>
+    <message>
+        <source>keyboard_shortcut_taken_by_other_program</source>
+        <translation>%1 funktioniert gerade nicht: Ein anderes Programm verwendet das Tastenkürzel. Es funktioniert wieder, sobald das Programm es freigibt.</translation>
+    </message>
 </context>
 </TS>

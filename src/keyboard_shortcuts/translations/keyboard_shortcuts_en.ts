@@ -23,5 +23,9 @@
         <source>keyboard_shortcuts_can_be_changed</source>
         <translation>Most desktop shortcuts can be changed in the keyboard settings of your desktop.</translation>
     </message>
+    <message>
+        <source>keyboard_shortcut_taken_by_other_program</source>
+        <translation>%1 does not work right now: another program has taken it. It works again as soon as that program lets it go.</translation>
+    </message>
 </context>
 </TS>

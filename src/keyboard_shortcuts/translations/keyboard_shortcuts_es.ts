@@ -23,5 +23,9 @@
         <source>keyboard_shortcuts_can_be_changed</source>
         <translation>La mayoría de los atajos del escritorio se pueden cambiar en la configuración del teclado del escritorio.</translation>
     </message>
+    <message>
+        <source>keyboard_shortcut_taken_by_other_program</source>
+        <translation>%1 no funciona en este momento: otro programa está usando este atajo. Volverá a funcionar en cuanto ese programa lo libere.</translation>
+    </message>
 </context>
 </TS>

@@ -23,5 +23,9 @@
         <source>keyboard_shortcuts_can_be_changed</source>
         <translation>La plupart des raccourcis du bureau peuvent être modifiés dans ses paramètres du clavier.</translation>
     </message>
+    <message>
+        <source>keyboard_shortcut_taken_by_other_program</source>
+        <translation>%1 ne fonctionne pas pour le moment : un autre programme utilise ce raccourci. Il fonctionnera de nouveau dès que ce programme le libérera.</translation>
+    </message>
 </context>
 </TS>

@@ -124,6 +124,15 @@ public:
         m_combos.erase(grabbed);
     }
 
+    std::uint64_t addKeyboardWatch(std::function<void()> onChange)
+    {
+        const std::uint64_t id = ++m_lastId;
+        m_keyboardWatches.emplace(id, std::move(onChange));
+        return id;
+    }
+
+    void removeKeyboardWatch(std::uint64_t id) { m_keyboardWatches.erase(id); }
+
     // A probe grab of every lock variant, released at once: the server refuses it with BadAccess when another
     // client holds one of them.
     bool isHeldElsewhere(Shortcut shortcut)
@@ -132,7 +141,7 @@ public:
         if (!combo)
             return false;
         // Ours already: the server would grant the probe again, and its ungrab would release our own grab.
-        if (const auto ours = m_combos.find(*combo); ours != m_combos.end() && !ours->second.variants.empty())
+        if (m_combos.contains(*combo))
             return false;
         const std::vector<std::uint16_t> variants = lockVariants();
         const GrabResult result = requestGrabs(*combo, variants);
@@ -402,17 +411,43 @@ private:
     {
         m_regrabScheduled = false;
         m_lockMasks = readLockMasks();
-        for (auto &[combo, grabbed] : m_combos) {
-            ungrab(combo, grabbed.variants);
+        std::vector<std::function<void()>> lost;
+        for (auto grabbed = m_combos.begin(); grabbed != m_combos.end();) {
+            const Combo combo = grabbed->first;
+            ungrab(combo, grabbed->second.variants);
             if (std::optional<std::vector<std::uint16_t>> variants = grab(combo)) {
-                grabbed.variants = std::move(*variants);
-            } else {
-                grabbed.variants.clear();
-                qCWarning(lcX11HotKeys) << "key" << combo.keycode
-                                        << "could not be grabbed again after a keyboard change";
+                grabbed->second.variants = std::move(*variants);
+                ++grabbed;
+                continue;
             }
+            // Forgotten here, so that a later grab of the combination asks the server again.
+            for (auto entry = m_entries.begin(); entry != m_entries.end();) {
+                if (entry->second.combo != combo) {
+                    ++entry;
+                    continue;
+                }
+                lost.push_back(std::move(entry->second.handlers.onLost));
+                entry = m_entries.erase(entry);
+            }
+            if (m_pendingRelease && m_pendingRelease->combo == combo)
+                m_pendingRelease.reset();
+            grabbed = m_combos.erase(grabbed);
         }
         xcb_flush(m_connection);
+        // Called last: they may grab and drop, and end watches.
+        for (const std::function<void()> &onLost : lost) {
+            if (onLost)
+                onLost();
+        }
+        std::vector<std::uint64_t> watches;
+        for (const auto &[id, watch] : m_keyboardWatches)
+            watches.push_back(id);
+        for (const std::uint64_t id : watches) {
+            if (const auto watch = m_keyboardWatches.find(id); watch != m_keyboardWatches.end()) {
+                const std::function<void()> onChange = watch->second;
+                onChange();
+            }
+        }
     }
 
     xcb_connection_t *m_connection;
@@ -421,7 +456,8 @@ private:
     std::vector<std::uint16_t> m_lockMasks;
     std::map<Combo, GrabbedCombo> m_combos;
     std::map<std::uint64_t, Entry> m_entries;
-    std::uint64_t m_lastId = 0;
+    std::map<std::uint64_t, std::function<void()>> m_keyboardWatches;
+    std::uint64_t m_lastId = 0; // of entries and watches alike
     bool m_hasDetectableAutoRepeat = false;
     std::optional<PendingRelease> m_pendingRelease;
     std::uint64_t m_lastReleaseSerial = 0;
@@ -444,6 +480,24 @@ private:
     std::uint64_t m_id;
 };
 
+class X11KeyboardChangeWatch final : public KeyboardChangeWatch {
+public:
+    X11KeyboardChangeWatch(std::weak_ptr<X11HotKeys> hotKeys, std::uint64_t id)
+        : m_hotKeys(std::move(hotKeys)), m_id(id)
+    {}
+    ~X11KeyboardChangeWatch() override
+    {
+        if (const auto hotKeys = m_hotKeys.lock())
+            hotKeys->removeKeyboardWatch(m_id);
+    }
+    X11KeyboardChangeWatch(const X11KeyboardChangeWatch &) = delete;
+    X11KeyboardChangeWatch &operator=(const X11KeyboardChangeWatch &) = delete;
+
+private:
+    std::weak_ptr<X11HotKeys> m_hotKeys;
+    std::uint64_t m_id;
+};
+
 class X11HotKeyService final : public HotKeyService {
 public:
     explicit X11HotKeyService(std::shared_ptr<X11HotKeys> hotKeys) : m_hotKeys(std::move(hotKeys)) {}
@@ -457,6 +511,11 @@ public:
     }
 
     bool isHeldByAnotherClient(Shortcut shortcut) const override { return m_hotKeys->isHeldElsewhere(shortcut); }
+
+    std::unique_ptr<KeyboardChangeWatch> watchKeyboardChanges(std::function<void()> onChange) override
+    {
+        return std::make_unique<X11KeyboardChangeWatch>(m_hotKeys, m_hotKeys->addKeyboardWatch(std::move(onChange)));
+    }
 
 private:
     std::shared_ptr<X11HotKeys> m_hotKeys;
