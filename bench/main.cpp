@@ -4,6 +4,7 @@
 
 #include "platform/captured_image.h"
 #include "platform/openmp_thread_limit.h"
+#include "platform/recognizer_process.h"
 #include "platform/tesseract_text_recognizer.h"
 #include "platform/zxing_barcode_detector.h"
 
@@ -18,6 +19,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
@@ -38,18 +42,72 @@ struct Timings {
     }
 };
 
-// CPU time of the whole process: the caller only waits, so this is the worker's, whatever else the machine runs.
-double processCpuMs()
+double clockMs(clockid_t clock)
 {
     timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
+// Where the jobs run: in this process, or in the recognition helper as Scrivlet runs them.
+class Engines {
+public:
+    // Loads the text engine with textTuning, unless there is none (barcodes only).
+    static Engines inProcess(const std::optional<Platform::TesseractTuning> &textTuning)
+    {
+        Engines engines;
+        if (textTuning)
+            engines.m_text = Platform::TesseractTextRecognizer::load(
+                Platform::TesseractTextRecognizer::debianModelFolder, *textTuning);
+        return engines;
+    }
+    static Engines isolated()
+    {
+        Engines engines;
+        engines.m_helper = std::make_unique<Platform::RecognizerProcess>(QStringLiteral(SCRIVLET_RECOGNIZER_HELPER));
+        // The helper loads the model at its start; waiting for a first job keeps that out of the figures.
+        QImage blank(1, 1, QImage::Format_RGB32);
+        blank.fill(Qt::white);
+        engines.m_helper->recognize(blank).waitForFinished();
+        return engines;
+    }
+
+    [[nodiscard]] bool readsText() const { return m_helper || m_text; }
+
+    std::vector<QString> recognize(const QImage &capture)
+    {
+        if (m_helper)
+            return m_helper->recognize(capture).result();
+        return m_text ? m_text->recognize(capture) : std::vector<QString>();
+    }
+    std::vector<Platform::BarcodeObservation> detect(const QImage &capture)
+    {
+        return m_helper ? m_helper->detect(capture).result() : Platform::detectBarcodes(capture);
+    }
+
+    // CPU time of the process that reads and, when there is one, of the helper: the caller only waits, so this is
+    // the engines' and the transfer's, whatever else the machine runs.
+    double cpuMs() const
+    {
+        double ms = clockMs(CLOCK_PROCESS_CPUTIME_ID);
+        clockid_t helperClock;
+        if (const auto pid = m_helper ? m_helper->helperProcessId() : std::nullopt;
+            pid && clock_getcpuclockid(pid_t(*pid), &helperClock) == 0)
+            ms += clockMs(helperClock);
+        return ms;
+    }
+
+private:
+    Engines() = default;
+
+    std::unique_ptr<Platform::TesseractTextRecognizer> m_text;
+    std::unique_ptr<Platform::RecognizerProcess> m_helper;
+};
+
 int usage()
 {
-    std::fprintf(stderr, "usage: scrivlet-bench ocr MANIFEST [--out DIR] [--tune NAME=VALUE]...\n"
-                         "       scrivlet-bench barcode MANIFEST\n");
+    std::fprintf(stderr, "usage: scrivlet-bench ocr MANIFEST [--isolated] [--out DIR] [--tune NAME=VALUE]...\n"
+                         "       scrivlet-bench barcode MANIFEST [--isolated]\n");
     return 2;
 }
 
@@ -85,11 +143,9 @@ bool applyTuning(Platform::TesseractTuning &tuning, const QString &setting)
     return true;
 }
 
-int runOcr(const Bench::Manifest &manifest, const QString &outDir, const Platform::TesseractTuning &tuning)
+int runOcr(const Bench::Manifest &manifest, const QString &outDir, Engines engines)
 {
-    auto recognizer =
-        Platform::TesseractTextRecognizer::create(Platform::TesseractTextRecognizer::debianModelFolder, tuning);
-    if (!recognizer) {
+    if (!Platform::TesseractTextRecognizer::hasEnglishModel() || !engines.readsText()) {
         std::fprintf(stderr, "the English text model is not installed\n");
         return 1;
     }
@@ -97,8 +153,6 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, const Platfor
         std::fprintf(stderr, "cannot create %s\n", qPrintable(outDir));
         return 1;
     }
-    // The first request waits for the model; load it before the clock runs.
-    recognizer->recognize(QImage()).waitForFinished();
 
     Bench::EditCount chars, words;
     Timings timings, cpu;
@@ -106,18 +160,18 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, const Platfor
         const Bench::ManifestRow row{cells, &manifest.header};
         const QString file = row.value(QStringLiteral("file"));
         QFile gtFile(manifest.path(row.value(QStringLiteral("gt"))));
-        const auto image = Platform::loadCapturedImage(manifest.path(file));
+        const auto loaded = Platform::loadCapturedImage(manifest.path(file));
+        const QImage *image = std::get_if<QImage>(&loaded);
         if (!image || !gtFile.open(QIODevice::ReadOnly)) {
             std::printf("%s\tunreadable\n", qPrintable(file));
             continue;
         }
         QElapsedTimer clock;
         clock.start();
-        const double cpuStart = processCpuMs();
-        auto future = recognizer->recognize(*image);
-        const std::vector<QString> lines = future.result();
+        const double cpuStart = engines.cpuMs();
+        const std::vector<QString> lines = engines.recognize(*image);
         timings.ms.push_back(double(clock.nsecsElapsed()) / 1e6);
-        cpu.ms.push_back(processCpuMs() - cpuStart);
+        cpu.ms.push_back(engines.cpuMs() - cpuStart);
 
         QStringList joined(lines.begin(), lines.end());
         const QString text = joined.join(u'\n');
@@ -152,9 +206,8 @@ QString hexOf(const QString &text)
     return QString::fromLatin1(text.toUtf8().toHex());
 }
 
-int runBarcode(const Bench::Manifest &manifest)
+int runBarcode(const Bench::Manifest &manifest, Engines engines)
 {
-    Platform::ZXingBarcodeDetector detector;
     int withCode = 0, decoded = 0, falsePositives = 0;
     Timings timings, cpu;
     for (const QStringList &cells : manifest.rows) {
@@ -163,17 +216,18 @@ int runBarcode(const Bench::Manifest &manifest)
         const QString expected = row.value(QStringLiteral("expected_hex")).toLower();
         QStringList accepted = row.value(QStringLiteral("alt_hex")).toLower().split(u',', Qt::SkipEmptyParts);
         accepted.push_back(expected);
-        const auto image = Platform::loadCapturedImage(manifest.path(file));
+        const auto loaded = Platform::loadCapturedImage(manifest.path(file));
+        const QImage *image = std::get_if<QImage>(&loaded);
         if (!image) {
             std::printf("%s\tunreadable\n", qPrintable(file));
             continue;
         }
         QElapsedTimer clock;
         clock.start();
-        const double cpuStart = processCpuMs();
-        const std::vector<Platform::BarcodeObservation> found = detector.detect(*image).result();
+        const double cpuStart = engines.cpuMs();
+        const std::vector<Platform::BarcodeObservation> found = engines.detect(*image);
         timings.ms.push_back(double(clock.nsecsElapsed()) / 1e6);
-        cpu.ms.push_back(processCpuMs() - cpuStart);
+        cpu.ms.push_back(engines.cpuMs() - cpuStart);
 
         const QString first = found.empty() || !found.front().payload ? QString() : hexOf(*found.front().payload);
         QString verdict;
@@ -207,21 +261,28 @@ int main(int argc, char *argv[])
     const QString mode = args[0];
     QString outDir;
     Platform::TesseractTuning tuning;
+    bool tuned = false;
+    bool isolated = false;
     for (int i = 2; i < args.size(); ++i) {
         if (args[i] == u"--out" && i + 1 < args.size())
             outDir = args[++i];
-        else if (args[i] == u"--tune" && i + 1 < args.size() && applyTuning(tuning, args[i + 1]))
-            ++i;
+        else if (args[i] == u"--tune" && i + 1 < args.size() && applyTuning(tuning, args[++i]))
+            tuned = true;
+        else if (args[i] == u"--isolated")
+            isolated = true;
         else
             return usage();
     }
+    // The helper reads with the product's tuning only.
+    if (isolated && tuned)
+        return usage();
     if (mode == u"ocr") {
         const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("gt")});
-        return manifest ? runOcr(*manifest, outDir, tuning) : 1;
+        return manifest ? runOcr(*manifest, outDir, isolated ? Engines::isolated() : Engines::inProcess(tuning)) : 1;
     }
-    if (mode == u"barcode") {
+    if (mode == u"barcode" && outDir.isEmpty() && !tuned) {
         const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("expected_hex")});
-        return manifest ? runBarcode(*manifest) : 1;
+        return manifest ? runBarcode(*manifest, isolated ? Engines::isolated() : Engines::inProcess(std::nullopt)) : 1;
     }
     return usage();
 }

@@ -23,7 +23,6 @@
 namespace {
 
 constexpr qsizetype historyTitleLength = 60;
-constexpr qsizetype historyLimit = 10;
 const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
 
 // The entry itself when it has at most 60 user-perceived characters, else its first 59 and "…".
@@ -63,6 +62,14 @@ AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, 
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
     m_captureStep = std::make_unique<CaptureStep>(m_services.captureTool.get(), *m_services.urlOpener,
                                                   m_services.displayServer, m_tmpDir);
+    connect(m_captureStep.get(), &CaptureStep::failed, this, &AppDelegate::reportFailure);
+    connect(&m_history, &CaptureHistory::changed, this, &AppDelegate::buildHistoryMenu);
+}
+
+void AppDelegate::reportFailure(const QString &message)
+{
+    printLine(message);
+    announce(message, ProgressHUDMode::error);
 }
 
 AppDelegate::~AppDelegate() = default;
@@ -70,6 +77,13 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::applicationDidFinishLaunching()
 {
     setUpStatusItem();
+    // Said once: the store refuses every write to such a file, so that a passing fault does not cost the settings.
+    for (const UserDefaults &defaults : {UserDefaults::standard(), sharedDefaults()}) {
+        if (defaults.fileState() == UserDefaults::FileState::unreadable)
+            reportFailure(QStringLiteral("%1 cannot be read: Scrivlet runs on its defaults and changes nothing there "
+                                         "until you fix the file's permissions")
+                              .arg(defaults.filePath()));
+    }
 }
 
 void AppDelegate::setUpStatusItem()
@@ -99,6 +113,8 @@ void AppDelegate::buildMainMenu()
     menu->addSeparator();
     QAction *quit = menu->addAction(QStringLiteral("Quit"), this, &AppDelegate::terminate);
     setKeyEquivalent(quit, QStringLiteral("q"), Qt::MetaModifier);
+    // Says why the shortcut is missing from "Grab Text" while another program holds it.
+    menu->setToolTipsVisible(true);
     m_statusItem->setContextMenu(menu);
     // The shortcut recorder refuses what this menu's items already answer to.
     KeyboardShortcuts::setMainMenu(menu);
@@ -107,7 +123,7 @@ void AppDelegate::buildMainMenu()
 void AppDelegate::buildHistoryMenu()
 {
     auto submenu = new KeyEquivalentMenu(m_mainMenu.get());
-    const QStringList history = textHistory(sharedDefaults());
+    const QStringList history = m_history.entries();
     if (history.isEmpty()) {
         submenu->addAction(QStringLiteral("No items"))->setEnabled(false);
     } else {
@@ -132,13 +148,7 @@ void AppDelegate::buildHistoryMenu()
 
 void AppDelegate::appendToHistory(const QString &text)
 {
-    QStringList history = textHistory(sharedDefaults());
-    history.prepend(text);
-    if (history.size() > historyLimit)
-        history.removeLast();
-    UserDefaults shared = sharedDefaults();
-    setTextHistory(shared, history);
-    buildHistoryMenu();
+    m_history.append(text);
 }
 
 void AppDelegate::historyItemClicked(const QAction *item)
@@ -149,9 +159,7 @@ void AppDelegate::historyItemClicked(const QAction *item)
 
 void AppDelegate::clearHistory()
 {
-    UserDefaults shared = sharedDefaults();
-    setTextHistory(shared, {});
-    buildHistoryMenu();
+    m_history.clear();
 }
 
 void AppDelegate::grabAction()
@@ -162,12 +170,13 @@ void AppDelegate::grabAction()
 void AppDelegate::getText()
 {
     // Read once, before the selection: changing the setting meanwhile does not change this capture.
+    // Said before the selection: the user should not drag a region that cannot be read.
+    if (!m_services.textRecognition) {
+        reportFailure(QStringLiteral("Text recognition needs the package tesseract-ocr-eng: install it"));
+        return;
+    }
     const bool ignoreLineBreaks = UserDefaults::standard().boolean(ignoreLineBreaksKey);
     m_captureStep->run([this, ignoreLineBreaks](const QImage &image) {
-        if (!m_services.textRecognition) {
-            printLine(QStringLiteral("no text recognition model: install tesseract-ocr-eng"));
-            return;
-        }
         m_services.textRecognition->recognize(image).then(
             this,
             [this, ignoreLineBreaks](const std::vector<QString> &lines) { deliverText(lines, ignoreLineBreaks); });
@@ -191,11 +200,12 @@ void AppDelegate::deliverText(const std::vector<QString> &lines, bool ignoreLine
 
 void AppDelegate::readQRCode()
 {
+    if (!m_services.barcodeDetection) {
+        printLine(QStringLiteral("Error in performing Image request: no barcode detector"));
+        announce(QStringLiteral("Barcode reading is not available: reinstall Scrivlet"), ProgressHUDMode::error);
+        return;
+    }
     m_captureStep->run([this](const QImage &image) {
-        if (!m_services.barcodeDetection) {
-            printLine(QStringLiteral("Error in performing Image request: no barcode detector"));
-            return;
-        }
         m_services.barcodeDetection->detect(image).then(
             this,
             [this](const std::vector<Platform::BarcodeObservation> &observations) { deliverBarcodes(observations); });

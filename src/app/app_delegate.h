@@ -1,7 +1,9 @@
 #pragma once
 
 #include "app/app_store_review.h"
+#include "app/capture_history.h"
 #include "app/capture_step.h"
+#include "app/preferences.h"
 #include "platform/barcode_observation.h"
 #include "platform/platform.h"
 
@@ -45,7 +47,7 @@ public:
     void clearHistory();
 
     void buildHistoryMenu();
-    // Puts the text at the front of the history, keeping the ten newest.
+    // Puts the text at the front of the history, keeping the ten newest; the menu follows when it is saved.
     void appendToHistory(const QString &text);
 
     // The last steps of a capture, on the main thread, with what the engines found.
@@ -60,6 +62,8 @@ public:
     CaptureStep &captureStep() { return *m_captureStep; }
 
 private:
+    // Tells the user what went wrong and what to do about it.
+    void reportFailure(const QString &message);
     void setUpStatusItem();
     void buildMainMenu();
     void openUrl(const QUrl &url);
@@ -71,6 +75,7 @@ private:
     std::unique_ptr<QMenu> m_mainMenu;
     QAction *m_historyMenu = nullptr; // owned by m_mainMenu
     std::unique_ptr<CaptureStep> m_captureStep;
+    CaptureHistory m_history{sharedDefaults()};
     AppStoreReview m_appStoreReview;
     QPointer<QMessageBox> m_aboutBox;
     std::deque<QUrl> m_pendingUrls;

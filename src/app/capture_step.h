@@ -26,18 +26,27 @@ public:
     CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener,
                 Platform::DisplayServer displayServer, QString tmpDir, QObject *parent = nullptr);
 
-    // Calls onImage later, on this object's thread, with the selected region; never when the user cancelled,
-    // the screen cannot be captured, or the file is not an image ("can't convert image" on standard output).
-    void run(std::function<void(const QImage &)> onImage);
+    // Calls onImage later, on this object's thread, with the selected region; never when the user cancelled or
+    // the capture failed (failed() says why). One capture at a time, whichever way requests arrive (the hot
+    // key's native events, a menu click over D-Bus, the alert's own event loop): a request made while a
+    // selection or the alert is open is dropped, and the result is false.
+    bool run(std::function<void(const QImage &)> onImage);
+
+    bool isCapturing() const { return m_capturing; }
 
     // True when a capture tool is there; otherwise shows the alert that says what to install and returns false.
     bool ensureScreenCaptureAccess();
 
     QString captureFilePath() const { return m_tmpDir + QLatin1String(captureFileName); }
 
+Q_SIGNALS:
+    // A capture ended on something the user can act on; the message says what to do.
+    void failed(const QString &message);
+
 private:
     Platform::RegionCaptureTool *m_tool;
     Platform::UrlOpener &m_urlOpener;
     Platform::DisplayServer m_displayServer;
     QString m_tmpDir;
+    bool m_capturing = false;
 };

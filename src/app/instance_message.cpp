@@ -20,8 +20,11 @@ std::optional<QList<QUrl>> decodeInstanceMessage(QByteArrayView message)
         if (line.isEmpty())
             continue;
         const QUrl url = QUrl::fromEncoded(line.toByteArray(), QUrl::StrictMode);
-        if (url.isValid())
-            urls.append(url);
+        if (!url.isValid())
+            continue;
+        // Taken in the form it is sent in: QUrl keeps some characters as written (a second '#' in the fragment),
+        // which would make a request unequal to itself once forwarded.
+        urls.append(QUrl::fromEncoded(url.toEncoded(), QUrl::StrictMode));
     }
     return urls;
 }

@@ -13,5 +13,6 @@
 constexpr qsizetype maximumInstanceMessageSize = 1024 * 1024;
 
 [[nodiscard]] QByteArray encodeInstanceMessage(const QList<QUrl> &urls);
-// Empty when the message is too large; lines that are not URLs are left out.
+// Empty when the message is too large; lines that are not URLs are left out. Each URL comes back in the form
+// encodeInstanceMessage() sends it in, so that decoding what it sends gives the same list.
 [[nodiscard]] std::optional<QList<QUrl>> decodeInstanceMessage(QByteArrayView message);

@@ -12,6 +12,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <variant>
 
 namespace {
 
@@ -38,18 +40,25 @@ int main(int argc, char **argv)
     Platform::restartWithSingleThreadedOpenMP(argv);
 
     const QList<QUrl> urls = urlsFromArguments(argc, argv);
-    const std::optional<QString> runtimeDirectory = Platform::privateRuntimeDirectory();
-    std::unique_ptr<SingleInstance> instance;
-    if (runtimeDirectory) {
-        instance = SingleInstance::claim(*runtimeDirectory);
-        if (!instance) {
-            // Another Scrivlet runs: hand it the requests without connecting to the display.
-            QCoreApplication forwarder(argc, argv);
-            if (urls.isEmpty() || SingleInstance::forward(*runtimeDirectory, urls))
-                return EXIT_SUCCESS;
-            std::fprintf(stderr, "scrivlet: another instance is running but does not answer\n");
-            return EXIT_FAILURE;
-        }
+    const std::variant<Platform::PrivateDirectory, Platform::NoPrivateDirectory> found =
+        Platform::privateRuntimeDirectory();
+    if (const auto *none = std::get_if<Platform::NoPrivateDirectory>(&found)) {
+        // Without the directory no lock keeps a second instance out; none is better than two.
+        std::fprintf(stderr, "scrivlet: %s\n", qPrintable(none->reason));
+        return EXIT_FAILURE;
+    }
+    const QString runtimeDirectory = std::get<Platform::PrivateDirectory>(found).path;
+    const std::unique_ptr<SingleInstance> instance = SingleInstance::claim(runtimeDirectory);
+    if (!instance) {
+        // Another Scrivlet runs: hand it the requests without connecting to the display.
+        QCoreApplication forwarder(argc, argv);
+        if (urls.isEmpty() || SingleInstance::forward(runtimeDirectory, urls))
+            return EXIT_SUCCESS;
+        std::fprintf(stderr,
+                     "scrivlet: the running instance did not take the requests: it ended, or did not answer "
+                     "within %lld s\n",
+                     static_cast<long long>(SingleInstance::forwardTimeLimit.count()));
+        return EXIT_FAILURE;
     }
 
     QApplication app(argc, argv);
@@ -58,15 +67,16 @@ int main(int argc, char **argv)
     QApplication::setApplicationVersion(QStringLiteral(SCRIVLET_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("scrivlet"));
     QApplication::setQuitOnLastWindowClosed(false);
+    // Before the slow set-up below (the recognition engines start there), so that a second start made meanwhile
+    // reaches us; what it sends is held until the delegate is ready.
+    instance->listen();
 
     KeyboardShortcuts::install();
-    AppDelegate delegate(Platform::detectServices(), runtimeDirectory.value_or(QString()));
-    if (instance) {
-        QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
-        instance->listen();
-    }
+    AppDelegate delegate(Platform::detectServices(), runtimeDirectory);
+    QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
     delegate.applicationDidFinishLaunching();
     if (!urls.isEmpty())
         QTimer::singleShot(0, &delegate, [&delegate, urls] { delegate.openUrls(urls); });
+    instance->deliverRequests();
     return app.exec();
 }

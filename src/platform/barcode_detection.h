@@ -14,9 +14,9 @@ class BarcodeDetection {
 public:
     virtual ~BarcodeDetection() = default;
 
-    // The codes in reading order. Requests are served one at a time, in the order made, at a lower priority
-    // than the caller; the future resolves with nothing when the image holds no code or cannot be read (null,
-    // empty, larger than any screen). Callable from any thread.
+    // The codes in reading order. Requests are served one at a time, in the order made, off the calling thread;
+    // the future resolves with nothing when the image holds no code or cannot be read (null, empty, larger than
+    // any screen), or when the detector failed on it. Callable from any thread.
     [[nodiscard]] virtual QFuture<std::vector<BarcodeObservation>> detect(QImage image) = 0;
 };
 

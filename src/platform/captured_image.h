@@ -3,12 +3,18 @@
 #include <QImage>
 #include <QString>
 
-#include <optional>
+#include <variant>
 
 namespace Platform {
 
-// Decodes the image a capture tool saved. Empty when the file is not an image, is damaged, or would need more
-// memory than a screen could ever show. Safe to call from any thread.
-std::optional<QImage> loadCapturedImage(const QString &path);
+// Why a saved capture cannot be used.
+enum class CapturedImageError {
+    unreadable, // missing, not a regular file, damaged, or not an image
+    tooLarge,   // more pixels than any screen shows
+};
+
+// Decodes the image a capture tool saved. The size is checked from the file's header before any pixel is
+// decoded, against the same limit the recognisers apply. Safe to call from any thread.
+std::variant<QImage, CapturedImageError> loadCapturedImage(const QString &path);
 
 } // namespace Platform

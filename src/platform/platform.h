@@ -2,6 +2,7 @@
 
 #include "platform/barcode_detection.h"
 #include "platform/display_server.h"
+#include "platform/recognizer_process.h"
 #include "platform/region_capture_tool.h"
 #include "platform/store_review.h"
 #include "platform/text_recognition.h"
@@ -17,8 +18,10 @@ namespace Platform {
 // a session bus it skips history announcements and review invitations.
 struct Services {
     std::unique_ptr<RegionCaptureTool> captureTool;
-    std::unique_ptr<TextRecognition> textRecognition;
-    std::unique_ptr<BarcodeDetection> barcodeDetection;
+    // Both served by one helper process; text recognition is null without the English model.
+    std::shared_ptr<TextRecognition> textRecognition;
+    std::shared_ptr<BarcodeDetection> barcodeDetection;
+    std::shared_ptr<RecognizerProcess> recognizerProcess; // that process, for its jobFailed; null without it
     std::unique_ptr<UrlOpener> urlOpener;
     std::unique_ptr<WidgetCenter> widgetCenter;
     std::unique_ptr<StoreReview> storeReview; // refers to urlOpener

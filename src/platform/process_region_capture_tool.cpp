@@ -3,6 +3,7 @@
 #include <QEventLoop>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <algorithm>
@@ -60,19 +61,38 @@ QString captureToolPackages(DisplayServer server)
     return server == DisplayServer::wayland ? QStringLiteral("grim slurp") : QStringLiteral("maim slop");
 }
 
-ProcessRegionCaptureTool::ProcessRegionCaptureTool(CaptureToolCommand command) : m_command(std::move(command)) {}
+ProcessRegionCaptureTool::ProcessRegionCaptureTool(CaptureToolCommand command)
+    : m_find([command = std::move(command)] { return std::optional(command); })
+{}
+
+ProcessRegionCaptureTool::ProcessRegionCaptureTool(DisplayServer server)
+    : m_find([server] {
+          return findCaptureTool(
+              server, [](const QString &program) { return !QStandardPaths::findExecutable(program).isEmpty(); });
+      })
+{}
+
+bool ProcessRegionCaptureTool::isAvailable() const
+{
+    return m_find().has_value();
+}
 
 void ProcessRegionCaptureTool::captureRegion(const QString &destination)
 {
+    const std::optional<CaptureToolCommand> command = m_find();
+    if (!command) {
+        qCWarning(lcCapture) << "no screen selection tool is installed";
+        return;
+    }
     QStringList arguments;
-    for (const QString &argument : std::as_const(m_command.arguments))
+    for (const QString &argument : std::as_const(command->arguments))
         arguments.append(argument == u"%f" ? destination : argument);
 
     QProcess process;
-    process.setProgram(m_command.program);
+    process.setProgram(command->program);
     process.setArguments(arguments);
     process.setStandardInputFile(QProcess::nullDevice());
-    if (m_command.writesImageToStandardOutput)
+    if (command->writesImageToStandardOutput)
         process.setStandardOutputFile(destination, QIODevice::Truncate);
     else
         process.setStandardOutputFile(QProcess::nullDevice());
@@ -89,13 +109,13 @@ void ProcessRegionCaptureTool::captureRegion(const QString &destination)
     QTimer limit;
     limit.setSingleShot(true);
     QObject::connect(&limit, &QTimer::timeout, &loop, [&] {
-        qCWarning(lcCapture) << m_command.program << "did not finish in time; stopping it";
+        qCWarning(lcCapture) << command->program << "did not finish in time; stopping it";
         process.kill();
     });
 
     process.start();
     if (process.state() == QProcess::NotRunning && process.error() == QProcess::FailedToStart) {
-        qCWarning(lcCapture) << "cannot start" << m_command.program << process.errorString();
+        qCWarning(lcCapture) << "cannot start" << command->program << process.errorString();
         return;
     }
     limit.start(timeLimit);
@@ -107,7 +127,7 @@ void ProcessRegionCaptureTool::captureRegion(const QString &destination)
         process.waitForFinished(1000);
     }
     if (const QByteArray messages = process.readAllStandardError().trimmed(); !messages.isEmpty())
-        qCInfo(lcCapture).noquote() << m_command.program << "says:" << QString::fromLocal8Bit(messages);
+        qCInfo(lcCapture).noquote() << command->program << "says:" << QString::fromLocal8Bit(messages);
 }
 
 } // namespace Platform

@@ -31,14 +31,20 @@ QString captureToolPackages(DisplayServer);
 // Runs a capture tool as a child process.
 class ProcessRegionCaptureTool final : public RegionCaptureTool {
 public:
+    // Always runs this command.
     explicit ProcessRegionCaptureTool(CaptureToolCommand command);
+    // Looks for the session's preferred tool at every capture, so that one installed after the program
+    // started is used at once.
+    explicit ProcessRegionCaptureTool(DisplayServer server);
+
+    bool isAvailable() const override;
     void captureRegion(const QString &destination) override;
 
     // A tool that hangs (slop can spin forever on an odd event sequence) must not hang Scrivlet with it.
     static constexpr std::chrono::minutes timeLimit{10};
 
 private:
-    CaptureToolCommand m_command;
+    std::function<std::optional<CaptureToolCommand>()> m_find;
 };
 
 } // namespace Platform

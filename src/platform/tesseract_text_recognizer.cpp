@@ -15,14 +15,6 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcText, "scrivlet.text")
 
-struct TessBaseApiDeleter {
-    void operator()(tesseract::TessBaseAPI *api) const noexcept
-    {
-        api->End();
-        delete api;
-    }
-};
-using TessBaseApi = std::unique_ptr<tesseract::TessBaseAPI, TessBaseApiDeleter>;
 using TessText = std::unique_ptr<char[]>;
 
 QString textAt(const tesseract::ResultIterator &it, tesseract::PageIteratorLevel level)
@@ -63,76 +55,66 @@ RecognizedLine lineAt(tesseract::ResultIterator &it)
 
 } // namespace
 
-class TesseractTextRecognizer::Engine {
-public:
-    static std::unique_ptr<Engine> load(const QString &modelFolder, const TesseractTuning &tuning)
-    {
-        TessBaseApi api(new tesseract::TessBaseAPI);
-        // Word lists are init-only settings, so they go through Init rather than SetVariable.
-        const std::vector<std::string> names{"load_system_dawg", "load_freq_dawg", "debug_file"};
-        const std::string dawg = tuning.useDictionary ? "1" : "0";
-        const std::vector<std::string> values{dawg, dawg, "/dev/null"};
-        const QByteArray folder = modelFolder.toLocal8Bit();
-        if (api->Init(folder.constData(), "eng", tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
-            qCWarning(lcText) << "cannot load the English text model from" << modelFolder;
-            return nullptr;
-        }
-        api->SetPageSegMode(static_cast<tesseract::PageSegMode>(tuning.pageSegMode));
-        // Code and tables are aligned with runs of spaces; keep them.
-        api->SetVariable("preserve_interword_spaces", "1");
-        return std::unique_ptr<Engine>(new Engine(std::move(api), tuning));
-    }
-
-    std::vector<QString> recognize(const QImage &capture)
-    {
-        const auto prepared = prepareTextImage(capture, m_tuning.image);
-        if (!prepared)
-            return {};
-        const QImage &page = prepared->grey;
-        m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
-        m_api->SetSourceResolution(prepared->resolution);
-        std::vector<QString> lines;
-        if (m_api->Recognize(nullptr) == 0) {
-            const std::unique_ptr<tesseract::ResultIterator> it(m_api->GetIterator());
-            if (it && !it->Empty(tesseract::RIL_TEXTLINE)) {
-                do {
-                    QString text = m_tuning.restoreUnderscores ? assembleLine(lineAt(*it), page)
-                                                               : textAt(*it, tesseract::RIL_TEXTLINE);
-                    if (!text.isEmpty())
-                        lines.push_back(std::move(text));
-                } while (it->Next(tesseract::RIL_TEXTLINE));
-            }
-        }
-        m_api->Clear();
-        return lines;
-    }
-
-private:
-    explicit Engine(TessBaseApi api, const TesseractTuning &tuning) : m_api(std::move(api)), m_tuning(tuning) {}
-
-    TessBaseApi m_api;
-    TesseractTuning m_tuning;
-};
-
-std::unique_ptr<TesseractTextRecognizer> TesseractTextRecognizer::create(const QString &modelFolder,
-                                                                         const TesseractTuning &tuning)
+void TesseractTextRecognizer::ApiDeleter::operator()(tesseract::TessBaseAPI *api) const noexcept
 {
-    if (!QFileInfo(modelFolder + QStringLiteral("/eng.traineddata")).isReadable())
+    api->End();
+    delete api;
+}
+
+bool TesseractTextRecognizer::hasEnglishModel(const QString &modelFolder)
+{
+    return QFileInfo(modelFolder + QStringLiteral("/eng.traineddata")).isReadable();
+}
+
+std::unique_ptr<TesseractTextRecognizer> TesseractTextRecognizer::load(const QString &modelFolder,
+                                                                       const TesseractTuning &tuning)
+{
+    if (!hasEnglishModel(modelFolder))
         return nullptr;
-    return std::unique_ptr<TesseractTextRecognizer>(new TesseractTextRecognizer(modelFolder, tuning));
+    Api api(new tesseract::TessBaseAPI);
+    // Word lists are init-only settings, so they go through Init rather than SetVariable.
+    const std::vector<std::string> names{"load_system_dawg", "load_freq_dawg", "debug_file"};
+    const std::string dawg = tuning.useDictionary ? "1" : "0";
+    const std::vector<std::string> values{dawg, dawg, "/dev/null"};
+    const QByteArray folder = modelFolder.toLocal8Bit();
+    if (api->Init(folder.constData(), "eng", tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
+        qCWarning(lcText) << "cannot load the English text model from" << modelFolder;
+        return nullptr;
+    }
+    api->SetPageSegMode(static_cast<tesseract::PageSegMode>(tuning.pageSegMode));
+    // Code and tables are aligned with runs of spaces; keep them.
+    api->SetVariable("preserve_interword_spaces", "1");
+    return std::unique_ptr<TesseractTextRecognizer>(new TesseractTextRecognizer(std::move(api), tuning));
 }
 
-TesseractTextRecognizer::TesseractTextRecognizer(const QString &modelFolder, const TesseractTuning &tuning)
-{
-    m_worker.post([this, modelFolder, tuning] { m_engine = Engine::load(modelFolder, tuning); });
-}
+TesseractTextRecognizer::TesseractTextRecognizer(Api api, const TesseractTuning &tuning)
+    : m_api(std::move(api)), m_tuning(tuning)
+{}
 
 TesseractTextRecognizer::~TesseractTextRecognizer() = default;
 
-QFuture<std::vector<QString>> TesseractTextRecognizer::recognize(QImage image)
+std::vector<QString> TesseractTextRecognizer::recognize(const QImage &capture)
 {
-    return m_worker.submit<std::vector<QString>>(
-        [this, image = std::move(image)] { return m_engine ? m_engine->recognize(image) : std::vector<QString>{}; });
+    const auto prepared = prepareTextImage(capture, m_tuning.image);
+    if (!prepared)
+        return {};
+    const QImage &page = prepared->grey;
+    m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
+    m_api->SetSourceResolution(prepared->resolution);
+    std::vector<QString> lines;
+    if (m_api->Recognize(nullptr) == 0) {
+        const std::unique_ptr<tesseract::ResultIterator> it(m_api->GetIterator());
+        if (it && !it->Empty(tesseract::RIL_TEXTLINE)) {
+            do {
+                QString text = m_tuning.restoreUnderscores ? assembleLine(lineAt(*it), page)
+                                                           : textAt(*it, tesseract::RIL_TEXTLINE);
+                if (!text.isEmpty())
+                    lines.push_back(std::move(text));
+            } while (it->Next(tesseract::RIL_TEXTLINE));
+        }
+    }
+    m_api->Clear();
+    return lines;
 }
 
 } // namespace Platform

@@ -1,10 +1,15 @@
 #pragma once
 
-#include "platform/serial_worker.h"
 #include "platform/text_image_preparation.h"
-#include "platform/text_recognition.h"
+
+#include <QString>
 
 #include <memory>
+#include <vector>
+
+namespace tesseract {
+class TessBaseAPI;
+}
 
 namespace Platform {
 
@@ -16,27 +21,34 @@ struct TesseractTuning {
     bool restoreUnderscores = true; // see assembleLine()
 };
 
-// Text recognition with Tesseract's English LSTM model. The engine is loaded once, in the background, at
-// construction, and lives on its own thread, so no capture waits for the model.
-class TesseractTextRecognizer final : public TextRecognition {
+// Tesseract's English LSTM model, loaded once, read on the calling thread. The recognition helper
+// (src/recognizer) owns one; the application reaches it only through that process (RecognizerProcess).
+class TesseractTextRecognizer final {
 public:
     static constexpr auto debianModelFolder = "/usr/share/tesseract-ocr/5/tessdata";
 
-    // Empty when modelFolder holds no English model.
-    [[nodiscard]] static std::unique_ptr<TesseractTextRecognizer> create(const QString &modelFolder = debianModelFolder,
-                                                                         const TesseractTuning & = {});
-    ~TesseractTextRecognizer() override;
+    // Whether modelFolder holds a readable English model; a file check, the model is not loaded.
+    [[nodiscard]] static bool hasEnglishModel(const QString &modelFolder = debianModelFolder);
+    // Empty when modelFolder holds no English model or the engine cannot load it.
+    [[nodiscard]] static std::unique_ptr<TesseractTextRecognizer> load(const QString &modelFolder = debianModelFolder,
+                                                                       const TesseractTuning & = {});
+    ~TesseractTextRecognizer();
     TesseractTextRecognizer(const TesseractTextRecognizer &) = delete;
     TesseractTextRecognizer &operator=(const TesseractTextRecognizer &) = delete;
 
-    [[nodiscard]] QFuture<std::vector<QString>> recognize(QImage image) override;
+    // The capture's text lines in reading order; none for a capture that cannot be read (null, empty, larger
+    // than any screen) or holds no text.
+    [[nodiscard]] std::vector<QString> recognize(const QImage &capture);
 
 private:
-    class Engine;
-    explicit TesseractTextRecognizer(const QString &modelFolder, const TesseractTuning &);
+    struct ApiDeleter {
+        void operator()(tesseract::TessBaseAPI *api) const noexcept;
+    };
+    using Api = std::unique_ptr<tesseract::TessBaseAPI, ApiDeleter>;
+    TesseractTextRecognizer(Api api, const TesseractTuning &tuning);
 
-    std::unique_ptr<Engine> m_engine; // created and used on the worker thread only
-    SerialWorker m_worker;            // declared last, so it stops before the engine goes
+    Api m_api;
+    TesseractTuning m_tuning;
 };
 
 } // namespace Platform

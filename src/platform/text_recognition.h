@@ -14,8 +14,9 @@ public:
     virtual ~TextRecognition() = default;
 
     // The image's text lines in reading order, each line's best reading. Requests are served one at a time, in
-    // the order made, off the calling thread; the future resolves with no lines when there is no text or the
-    // image cannot be read (null, empty, larger than any screen). Callable from any thread.
+    // the order made, off the calling thread; the future resolves with no lines when there is no text, the
+    // image cannot be read (null, empty, larger than any screen), or the engine failed on it. Callable from any
+    // thread.
     [[nodiscard]] virtual QFuture<std::vector<QString>> recognize(QImage image) = 0;
 };
 

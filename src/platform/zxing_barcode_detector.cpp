@@ -14,9 +14,6 @@
 namespace Platform {
 namespace {
 
-// Background work: keep out of the way of the interface and of text recognition.
-constexpr int detectorNiceIncrement = 5;
-
 using ZXing::BarcodeFormat;
 
 // Debian's build keeps its assertions, and two paths hit them on real captures: the downscaled scan of linear
@@ -135,14 +132,6 @@ std::vector<BarcodeObservation> detectBarcodes(const QImage &capture)
             return inReadingOrder(std::move(found));
     }
     return {};
-}
-
-ZXingBarcodeDetector::ZXingBarcodeDetector() : m_worker(detectorNiceIncrement) {}
-
-QFuture<std::vector<BarcodeObservation>> ZXingBarcodeDetector::detect(QImage image)
-{
-    return m_worker.submit<std::vector<BarcodeObservation>>(
-        [image = std::move(image)] { return detectBarcodes(image); });
 }
 
 } // namespace Platform

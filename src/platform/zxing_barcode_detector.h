@@ -1,22 +1,17 @@
 #pragma once
 
-#include "platform/barcode_detection.h"
-#include "platform/serial_worker.h"
+#include "platform/barcode_observation.h"
+
+#include <QImage>
+
+#include <vector>
 
 namespace Platform {
 
-// Barcode detection with ZXing-cpp, on a worker thread of its own below the caller's priority.
-class ZXingBarcodeDetector final : public BarcodeDetection {
-public:
-    ZXingBarcodeDetector();
-    [[nodiscard]] QFuture<std::vector<BarcodeObservation>> detect(QImage image) override;
-
-private:
-    SerialWorker m_worker;
-};
-
-// The detection itself, on the calling thread: every symbology, dark themes, 1-pixel modules and fractional
-// HiDPI scales, in reading order. Uses only settings that never trip the library's internal assertions.
+// Barcode detection with ZXing-cpp, on the calling thread: every symbology, dark themes, 1-pixel modules and
+// fractional HiDPI scales, in reading order. Nothing for a capture that cannot be read (null, larger than any
+// screen). Uses only the settings known not to trip the library's internal assertions; since others remain, the
+// application runs it in the recognition helper (src/recognizer), never in its own process.
 [[nodiscard]] std::vector<BarcodeObservation> detectBarcodes(const QImage &capture);
 
 } // namespace Platform

@@ -1,11 +1,15 @@
 #include "app/capture_step.h"
 #include "support/fake_platform.h"
+#include "support/rendered_images.h"
 #include "support/stdout_capture.h"
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QClipboard>
 #include <QFile>
 #include <QMessageBox>
+#include <QSet>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -115,13 +119,89 @@ private slots:
         QCOMPARE(m_tool.captures, 1);
     }
 
-    void anUndecodableFileEndsTheCapture()
+    void aCaptureThatCannotBeUsedTellsTheUserWhy_data()
     {
-        m_tool.bytes = QByteArray("\x89PNG\r\n\x1a\n broken", 16);
+        QTest::addColumn<QByteArray>("saved");
+        QTest::addColumn<QString>("advice");
+        QTest::newRow("damaged") << QByteArray("\x89PNG\r\n\x1a\n broken", 16) << QStringLiteral("try again");
+        // A header claiming 20000 x 20000 pixels, refused before any pixel is decoded.
+        QTest::newRow("huge") << TestSupport::pngClaiming(20000, 20000) << QStringLiteral("select a smaller one");
+    }
+
+    void aCaptureThatCannotBeUsedTellsTheUserWhy()
+    {
+        QFETCH(QByteArray, saved);
+        QFETCH(QString, advice);
+        m_tool.bytes = saved;
+        QSignalSpy failed(m_step.get(), &CaptureStep::failed);
         TestSupport::StdoutCapture output;
         runCapture();
-        QTRY_VERIFY(output.text().contains("can't convert image\n"));
+        QTRY_COMPARE(failed.size(), 1);
+        QVERIFY2(failed.first().first().toString().endsWith(advice), qPrintable(failed.first().first().toString()));
+        QVERIFY(output.text().contains("can't convert image\n"));
         QVERIFY(m_images.isEmpty());
+    }
+
+    void oneCaptureAtATime()
+    {
+        m_tool.image = QImage(20, 20, QImage::Format_RGB32);
+        m_tool.image.fill(Qt::white);
+        // A hot key or a menu click over D-Bus can arrive while the selection is open.
+        bool nestedRun = true;
+        m_tool.duringCapture = [&] { nestedRun = m_step->run([](const QImage &) {}); };
+        QVERIFY(m_step->run([this](const QImage &image) { m_images.append(image.size()); }));
+        QVERIFY(!nestedRun);
+        QCOMPARE(m_tool.captures, 1);
+        QTRY_COMPARE(m_images.size(), 1);
+        QVERIFY(!m_step->isCapturing());
+        m_tool.duringCapture = nullptr;
+        runCapture(); // and the next one runs
+        QTRY_COMPARE(m_images.size(), 2);
+    }
+
+    void theAlertIsNeverShownTwiceAtOnce()
+    {
+        m_tool.available = false;
+        // The alert runs an event loop of its own; a second request arrives inside it.
+        bool nestedRun = true;
+        QTimer::singleShot(0, [&] { nestedRun = m_step->run([](const QImage &) {}); });
+        // Closes whatever alert is on top, so that a nested one would be counted rather than hang the test.
+        QSet<QWidget *> alerts;
+        QTimer closer;
+        connect(&closer, &QTimer::timeout, [&] {
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+                alerts.insert(box);
+                box->reject();
+            }
+        });
+        closer.start(100);
+        runCapture();
+        QVERIFY(!nestedRun);
+        QCOMPARE(alerts.size(), 1);
+    }
+
+    void aToolInstalledWhileRunningIsUsedAtTheNextCapture()
+    {
+        m_tool.available = false;
+        AlertAnswer seen;
+        answerNextAlert(QStringLiteral("Cancel"), seen);
+        runCapture();
+        QCOMPARE(m_tool.captures, 0);
+        m_tool.available = true;
+        runCapture();
+        QCOMPARE(m_tool.captures, 1);
+    }
+
+    void aFolderNoLongerPrivateStopsTheCaptureBeforeTheTool()
+    {
+        QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                                                QFileDevice::ReadOther | QFileDevice::WriteOther |
+                                                QFileDevice::ExeOther);
+        QSignalSpy failed(m_step.get(), &CaptureStep::failed);
+        runCapture();
+        QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QCOMPARE(m_tool.captures, 0);
+        QCOMPARE(failed.size(), 1);
     }
 
     void withoutAToolTheAlertSaysWhatToInstall()
@@ -136,12 +216,26 @@ private slots:
         QVERIFY(seen.informativeText.startsWith(
             QStringLiteral("Scrivlet needs your permission to capture screen recording.\n\n Please go to System "
                            "Settings to give Scrivlet Screen Recording permission")));
-        QVERIFY(seen.informativeText.contains(QStringLiteral("maim slop")));
+        QVERIFY(seen.informativeText.contains(QStringLiteral("sudo apt install maim slop")));
         QCOMPARE(seen.buttons, QStringList({QStringLiteral("Give Permission"), QStringLiteral("Cancel")}));
         QCOMPARE(m_opener.opened, QList<QUrl>{QUrl(QStringLiteral("appstream://maim"))});
         QVERIFY(output.text().contains("apt install maim slop"));
         QTest::qWait(50);
         QCOMPARE(images, 0);
+    }
+
+    void withoutASoftwareCentreGivePermissionCopiesTheInstallCommand()
+    {
+        m_opener.hasHandlers = false;
+        m_tool.available = false;
+        QGuiApplication::clipboard()->clear();
+        AlertAnswer seen;
+        answerNextAlert(QStringLiteral("Give Permission"), seen);
+        runCapture();
+        m_opener.hasHandlers = true;
+        QVERIFY(m_opener.opened.isEmpty());
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("sudo apt install maim slop"));
+        QVERIFY(seen.informativeText.contains(QStringLiteral("Give Permission copies this command")));
     }
 
     void cancellingTheAlertOpensNothing()

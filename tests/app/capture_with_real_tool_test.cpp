@@ -44,8 +44,10 @@ private slots:
         });
         QVERIFY2(command && command->program == u"maim", "maim and slop must be installed");
         m_tool = std::make_unique<Platform::ProcessRegionCaptureTool>(*command);
-        const QString tmpDir = *Platform::privateRuntimeDirectory();
-        m_step = std::make_unique<CaptureStep>(m_tool.get(), m_opener, Platform::DisplayServer::x11, tmpDir);
+        const auto directory = Platform::privateRuntimeDirectory();
+        QVERIFY(std::holds_alternative<Platform::PrivateDirectory>(directory));
+        m_step = std::make_unique<CaptureStep>(m_tool.get(), m_opener, Platform::DisplayServer::x11,
+                                               std::get<Platform::PrivateDirectory>(directory).path);
     }
 
     void aDraggedRectangleIsLoadedAtItsSize()

@@ -1,9 +1,28 @@
 #include "platform/captured_image.h"
+#include "support/rendered_images.h"
 
 #include <QFile>
 #include <QImage>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
+
+using Platform::CapturedImageError;
+using Platform::loadCapturedImage;
+
+Q_DECLARE_METATYPE(CapturedImageError)
+
+namespace {
+
+std::optional<CapturedImageError> errorOf(const std::variant<QImage, CapturedImageError> &loaded)
+{
+    if (const auto *error = std::get_if<CapturedImageError>(&loaded))
+        return *error;
+    return std::nullopt;
+}
+
+} // namespace
 
 class CapturedImageTest : public QObject {
     Q_OBJECT
@@ -14,7 +33,8 @@ private:
     {
         const QString path = m_dir.filePath(name);
         QFile file(path);
-        file.open(QIODevice::WriteOnly);
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write %s", qPrintable(path));
         file.write(bytes);
         return path;
     }
@@ -26,30 +46,39 @@ private slots:
         image.fill(Qt::white);
         const QString path = m_dir.filePath(QStringLiteral("ok.png"));
         QVERIFY(image.save(path));
-        const auto loaded = Platform::loadCapturedImage(path);
-        QVERIFY(loaded.has_value());
-        QCOMPARE(loaded->size(), QSize(301, 151));
+        const auto loaded = loadCapturedImage(path);
+        QVERIFY(std::holds_alternative<QImage>(loaded));
+        QCOMPARE(std::get<QImage>(loaded).size(), QSize(301, 151));
     }
 
-    void whatIsNoImageIsRefused_data()
+    void whatCannotBeUsedIsRefusedWithItsReason_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("text") << QByteArray("not an image at all");
-        QTest::newRow("a PNG cut off after its header") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
-        // A valid header that claims 100000 x 100000 pixels: decoding would need 40 GB.
-        QByteArray huge("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\x01\x86\xa0\0\x01\x86\xa0\x08\x06\0\0\0", 29);
-        QTest::newRow("a header claiming a gigantic image") << huge;
+        QTest::addColumn<CapturedImageError>("error");
+        QTest::newRow("text") << QByteArray("not an image at all") << CapturedImageError::unreadable;
+        QTest::newRow("a PNG cut off after its first pixels")
+            << TestSupport::pngClaiming(640, 480) << CapturedImageError::unreadable;
+        // Decoding would allocate 1.6 GB; the header alone must decide.
+        QTest::newRow("20000 x 20000") << TestSupport::pngClaiming(20000, 20000) << CapturedImageError::tooLarge;
+        QTest::newRow("at the limit") << TestSupport::pngClaiming(8192, 8192) << CapturedImageError::tooLarge;
     }
 
-    void whatIsNoImageIsRefused()
+    void whatCannotBeUsedIsRefusedWithItsReason()
     {
         QFETCH(QByteArray, bytes);
-        QCOMPARE(Platform::loadCapturedImage(write(QStringLiteral("bad.png"), bytes)), std::nullopt);
+        QFETCH(CapturedImageError, error);
+        QCOMPARE(errorOf(loadCapturedImage(write(QStringLiteral("bad.png"), bytes))), error);
     }
 
-    void aMissingFileIsRefused()
+    void whatIsNoRegularFileIsRefusedWithoutWaiting()
     {
-        QCOMPARE(Platform::loadCapturedImage(m_dir.filePath(QStringLiteral("none.png"))), std::nullopt);
+        QCOMPARE(errorOf(loadCapturedImage(m_dir.filePath(QStringLiteral("none.png")))),
+                 CapturedImageError::unreadable);
+        QCOMPARE(errorOf(loadCapturedImage(m_dir.path())), CapturedImageError::unreadable);
+        // Nobody ever writes into this pipe: a blocking open would never return.
+        const QString pipe = m_dir.filePath(QStringLiteral("pipe.png"));
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QCOMPARE(errorOf(loadCapturedImage(pipe)), CapturedImageError::unreadable);
     }
 };
 

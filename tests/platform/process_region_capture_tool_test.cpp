@@ -138,6 +138,38 @@ private slots:
         QVERIFY2(elapsed.elapsed() < 60000, "must not wait for a tool that never started");
     }
 
+    void aToolInstalledWhileRunningIsFoundAtTheNextCapture()
+    {
+        QTemporaryDir bin;
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(bin.path()));
+        const auto restorePath = qScopeGuard([&] { qputenv("PATH", path); });
+        ProcessRegionCaptureTool tool(DisplayServer::x11);
+        QVERIFY(!tool.isAvailable());
+        tool.captureRegion(destination()); // nothing to run: returns, writes nothing
+        QVERIFY(!QFile::exists(destination()));
+
+        // The package arrives: maim saves its last argument, slop is only required to be there.
+        const QString png = m_dir.filePath(QStringLiteral("selection.png"));
+        QFile source(png);
+        QVERIFY(source.open(QIODevice::WriteOnly));
+        source.write(pngBytes(QSize(9, 7)));
+        source.close();
+        for (const auto &[name, body] : {std::pair{QStringLiteral("maim"), QStringLiteral("for last; do :; done; "
+                                                                                          "/bin/cp '%1' \"$last\"")
+                                                                               .arg(png)},
+                                         std::pair{QStringLiteral("slop"), QStringLiteral("exit 0")}}) {
+            QFile script(bin.filePath(name));
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\n" + body.toUtf8() + "\n");
+            script.close();
+            QVERIFY(script.setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+        }
+        QVERIFY(tool.isAvailable());
+        tool.captureRegion(destination());
+        QCOMPARE(QImage(destination()).size(), QSize(9, 7));
+    }
+
     void timersAndQueuedWorkRunWhileTheToolIsOpen()
     {
         // A HUD's scheduled hide and earlier results must still be delivered while the user selects.

@@ -1,27 +1,9 @@
 #include "platform/tesseract_text_recognizer.h"
+#include "support/rendered_images.h"
 
-#include <QFont>
-#include <QPainter>
 #include <QTest>
 
-namespace {
-
-// A screen-sized rendering: 1x pixels, the way a capture of an editor or a dialog looks.
-QImage renderLines(const QStringList &lines, QColor text = Qt::black, QColor background = Qt::white, int pixelSize = 14)
-{
-    QImage image(360, 40 + 24 * int(lines.size()), QImage::Format_RGB32);
-    image.fill(background);
-    QPainter painter(&image);
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPixelSize(pixelSize);
-    painter.setFont(font);
-    painter.setPen(text);
-    for (int i = 0; i < lines.size(); ++i)
-        painter.drawText(12, 30 + 24 * i, lines[i]);
-    return image;
-}
-
-} // namespace
+using TestSupport::renderLines;
 
 class TesseractTextRecognizerTest : public QObject {
     Q_OBJECT
@@ -32,9 +14,9 @@ private:
 private slots:
     void initTestCase()
     {
-        m_recognizer = Platform::TesseractTextRecognizer::create();
+        m_recognizer = Platform::TesseractTextRecognizer::load();
         QVERIFY2(m_recognizer, "the English model (tesseract-ocr-eng) must be installed");
-        QVERIFY(!Platform::TesseractTextRecognizer::create(QStringLiteral("/nonexistent/tessdata")));
+        QVERIFY(!Platform::TesseractTextRecognizer::load(QStringLiteral("/nonexistent/tessdata")));
     }
 
     void readsTheLinesInOrder_data()
@@ -68,34 +50,8 @@ private slots:
     {
         QFETCH(QImage, image);
         QFETCH(QStringList, expected);
-        const auto lines = m_recognizer->recognize(image).result();
+        const auto lines = m_recognizer->recognize(image);
         QCOMPARE(QStringList(lines.begin(), lines.end()), expected);
-    }
-
-    void servesRequestsInOrderOnTheCallersThread()
-    {
-        QThread *deliveredOn = nullptr;
-        auto first = m_recognizer->recognize(renderLines({QStringLiteral("first")}));
-        first.then(this, [&](const std::vector<QString> &) { deliveredOn = QThread::currentThread(); });
-        auto second = m_recognizer->recognize(renderLines({QStringLiteral("second")}));
-        second.waitForFinished();
-        QVERIFY(first.isFinished());
-        QCOMPARE(first.result(), std::vector<QString>{QStringLiteral("first")});
-        QCOMPARE(second.result(), std::vector<QString>{QStringLiteral("second")});
-        QTRY_COMPARE_WITH_TIMEOUT(deliveredOn, thread(), 30000);
-    }
-
-    void droppingTheRecognizerCancelsWhatIsQueued()
-    {
-        auto recognizer = Platform::TesseractTextRecognizer::create();
-        QVERIFY(recognizer);
-        std::vector<QFuture<std::vector<QString>>> futures;
-        for (int i = 0; i < 5; ++i)
-            futures.push_back(recognizer->recognize(renderLines({QStringLiteral("queued")})));
-        recognizer.reset();
-        for (auto &future : futures)
-            QVERIFY(future.isFinished());
-        QVERIFY(futures.back().isCanceled());
     }
 };
 

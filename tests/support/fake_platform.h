@@ -21,6 +21,7 @@ namespace TestSupport {
 // Plays the user's part in a capture: saves the image it holds (or the bytes, or nothing for a cancel).
 class FakeRegionCaptureTool final : public Platform::RegionCaptureTool {
 public:
+    bool isAvailable() const override { return available; }
     void captureRegion(const QString &destination) override
     {
         ++captures;
@@ -42,6 +43,7 @@ public:
     QImage image;     // saved as PNG when set
     QByteArray bytes; // written as they are when set and there is no image
     std::function<void()> duringCapture;
+    bool available = true;
     int captures = 0;
     int depth = 0;
     int maximumDepth = 0;
@@ -51,7 +53,9 @@ public:
 class FakeUrlOpener final : public Platform::UrlOpener {
 public:
     void open(const QUrl &url) override { opened.append(url); }
+    bool canOpen(const QUrl &) const override { return hasHandlers; }
     QList<QUrl> opened;
+    bool hasHandlers = true;
 };
 
 // Reads the lines it is given from any image, and remembers the images it was shown.
