@@ -8,8 +8,11 @@ packages=(
     libtesseract-dev libleptonica-dev libzxing-dev
     libxcb1-dev libxcb-xkb-dev libxkbcommon-dev libxkbcommon-x11-dev
     qt6-declarative-dev qt6-tools-dev qt6-l10n-tools libglib2.0-dev
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
     tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
+    # run, for the screen recorder: X11 capture and MP4 (good), openh264 and the H.264 parser (bad)
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
 )
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
