@@ -23,6 +23,8 @@ if [[ "${1:-}" == "--test" ]]; then
         qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
         qml6-module-qtquick-window qml6-module-qtqml-workerscript
         gnome-settings-daemon-common dconf-gsettings-backend libxfconf-0-3
+        # the fuzzers (scripts/fuzz.sh), and llvm-14 for symbolized sanitizer reports
+        clang-14 libfuzzer-14-dev llvm-14
     )
 fi
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what the tests need, builds with AddressSanitizer and UBSan, and runs the whole suite.
+# Installs what the tests need, builds with AddressSanitizer and UBSan, and runs the whole suite, then the fuzzers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,3 +11,4 @@ export ASAN_OPTIONS="detect_leaks=1"
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 ctest --test-dir build-test --output-on-failure --parallel 2 --timeout 300
+bash scripts/fuzz.sh
