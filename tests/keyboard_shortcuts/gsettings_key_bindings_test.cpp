@@ -73,7 +73,7 @@ private slots:
             {"XDG_RUNTIME_DIR", m_root.filePath(u"runtime"_s)},
             {"GSETTINGS_BACKEND", u"dconf"_s},
         });
-        m_bus = TestSupport::PrivateSessionBus::start();
+        m_bus = TestSupport::PrivateSessionBus::start({u"ca.desrt.dconf"_s});
         QVERIFY(m_bus);
     }
 
