@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/display_server.h"
+#include "platform/desktop_session.h"
 
 #include <QObject>
 #include <QPointer>

@@ -5,6 +5,7 @@
 #include "keyboard_shortcuts/desktop/xfconf_key_bindings.h"
 #include "keyboard_shortcuts/scan_codes.h"
 #include "keyboard_shortcuts/x11/x11_platform_services.h"
+#include "platform/desktop_session.h"
 
 #include <QGuiApplication>
 #include <QHash>
@@ -139,7 +140,8 @@ PlatformServices detectPlatformServices()
         qCWarning(lcKeyboardShortcuts) << "no X11 display; global shortcuts are off";
         services = makeNullPlatformServices();
     }
-    services.desktopKeyBindings = makeDesktopKeyBindings(keyBindingStore(qEnvironmentVariable("XDG_CURRENT_DESKTOP")));
+    services.desktopKeyBindings =
+        makeDesktopKeyBindings(keyBindingStore(Platform::currentSession().currentDesktops.join(u':')));
     return services;
 }
 

@@ -13,15 +13,10 @@ Q_LOGGING_CATEGORY(lcPlatform, "scrivlet.platform")
 
 namespace Platform {
 
-DisplayServer currentDisplayServer()
-{
-    return qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? DisplayServer::x11 : DisplayServer::wayland;
-}
-
 Services detectServices()
 {
     Services services;
-    services.displayServer = currentDisplayServer();
+    services.displayServer = currentSession().displayServer;
     auto processTool = std::make_unique<ProcessRegionCaptureTool>(services.displayServer);
     // The portal's dialog only where grim and slurp are missing: they select without a dialog in between.
     if (services.displayServer == DisplayServer::wayland && !processTool->isAvailable())

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/barcode_detection.h"
-#include "platform/display_server.h"
+#include "platform/desktop_session.h"
 #include "platform/recognizer_process.h"
 #include "platform/region_capture_tool.h"
 #include "platform/store_review.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/display_server.h"
+#include "platform/desktop_session.h"
 #include "platform/region_capture_tool.h"
 
 #include <QString>

@@ -1,6 +1,6 @@
 #include "platform/screen_recorder.h"
 
-#include "platform/display_server.h"
+#include "platform/desktop_session.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -108,9 +108,9 @@ struct ScreenInput {
     QSize size;
 };
 
-std::optional<ScreenInput> makeScreenInput(SessionPreset preset)
+std::optional<ScreenInput> makeScreenInput(SessionPreset preset, DisplayServer displayServer)
 {
-    if (currentDisplayServer() == DisplayServer::wayland) {
+    if (displayServer == DisplayServer::wayland) {
         qCDebug(lcRecorder) << "no screen input on Wayland: the portal's screen cast waits for the user's consent, "
                                "which a recorder made on the spot cannot do";
         return std::nullopt;
@@ -389,6 +389,10 @@ private:
 };
 
 ScreenRecorder::ScreenRecorder(QUrl destinationUrl, QObject *parent)
+    : ScreenRecorder(std::move(destinationUrl), currentSession().displayServer, parent)
+{}
+
+ScreenRecorder::ScreenRecorder(QUrl destinationUrl, DisplayServer displayServer, QObject *parent)
     : QObject(parent), m_destinationUrl(std::move(destinationUrl)),
       m_session(std::make_unique<CaptureSession>(highPreset,
                                                  [this](quint64 run) {
@@ -399,7 +403,7 @@ ScreenRecorder::ScreenRecorder(QUrl destinationUrl, QObject *parent)
                                                  })),
       m_output(std::make_unique<MovieFileOutput>())
 {
-    if (auto input = makeScreenInput(highPreset))
+    if (auto input = makeScreenInput(highPreset, displayServer))
         m_session->addInput(std::move(*input));
     if (m_output->canBeAdded())
         m_session->addOutput(*m_output);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/desktop_session.h"
+
 #include <QObject>
 #include <QString>
 #include <QUrl>
@@ -16,6 +18,8 @@ class ScreenRecorder : public QObject {
     Q_OBJECT
 public:
     explicit ScreenRecorder(QUrl destinationUrl, QObject *parent = nullptr);
+    // As above, for a session of the given kind rather than this one.
+    ScreenRecorder(QUrl destinationUrl, DisplayServer displayServer, QObject *parent = nullptr);
     ~ScreenRecorder() override;
     ScreenRecorder(const ScreenRecorder &) = delete;
     ScreenRecorder &operator=(const ScreenRecorder &) = delete;
