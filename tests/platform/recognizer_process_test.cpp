@@ -200,22 +200,22 @@ private slots:
 
     void aCrashEndsOnlyTheHelperAndItsJob_data()
     {
-        QTest::addColumn<bool>("engineAssertion");
-        QTest::newRow("an engine's assertion on a DataBar capture") << true;
-        QTest::newRow("the abort job") << false;
+        QTest::addColumn<QString>("capture"); // in tests/data; none: the abort job
+        QTest::newRow("an engine's assertion on a DataBar capture") << QStringLiteral("databar-assert.png");
+        QTest::newRow("an engine's assertion in the Micro QR detector") << QStringLiteral("micro-qr-assert.png");
+        QTest::newRow("the abort job") << QString();
     }
     void aCrashEndsOnlyTheHelperAndItsJob()
     {
-        QFETCH(bool, engineAssertion);
+        QFETCH(QString, capture);
         RecognitionWarnings warnings;
         RecognizerProcess client(helperProgram());
         QSignalSpy failures(&client, &RecognizerProcess::jobFailed);
         bool foundNothing = false;
-        if (engineAssertion) {
-            const QImage dataBar(qEnvironmentVariable("SCRIVLET_SOURCE_DIR") +
-                                 QStringLiteral("/tests/data/databar-assert.png"));
-            QVERIFY(!dataBar.isNull());
-            auto future = client.detect(dataBar);
+        if (!capture.isEmpty()) {
+            const QImage image(qEnvironmentVariable("SCRIVLET_SOURCE_DIR") + QStringLiteral("/tests/data/") + capture);
+            QVERIFY(!image.isNull());
+            auto future = client.detect(image);
             future.waitForFinished();
             QVERIFY(!future.isCanceled());
             foundNothing = future.result().empty();
