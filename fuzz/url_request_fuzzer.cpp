@@ -25,6 +25,8 @@ std::optional<UrlRequest> requestOfPath(const QString &path)
     const std::u16string rest = start == std::u16string::npos ? std::u16string() : text.substr(start);
     if (rest == u"_Grab_")
         return UrlRequest::grab;
+    if (rest == u"_ReadQRCode_")
+        return UrlRequest::readQRCode;
     if (rest == u"_clear-history_")
         return UrlRequest::clearHistory;
     return std::nullopt;

@@ -11,14 +11,23 @@ packages=(
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
     tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
+    # run on Wayland: wl-copy (a clipboard that outlives Scrivlet), grim and slurp on wlroots desktops, and Qt's
+    # Wayland plugin for sessions without XWayland
+    wl-clipboard grim slurp qt6-wayland
     # run, for the screen recorder: X11 capture and MP4 (good), openh264 and the H.264 parser (bad)
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
 )
 if [[ "${1:-}" == "--test" ]]; then
     packages+=(
         xvfb xdotool trayer xclip x11-xkb-utils dbus procps
+        # a headless Wayland session (sway, run by a user of its own, with XWayland and a background picture)
+        sway swaybg xwayland
         libxcb-xfixes0-dev fonts-dejavu-core picom
         dconf-service dconf-cli gsettings-desktop-schemas xfconf dex
+        # a StatusNotifierItem tray host (its systray plugin), for the tray over D-Bus
+        xfce4-panel
+        # KDE's compositor, headless, with the desktop portal and its KDE back end (a Qt 5 program on Wayland)
+        kwin-wayland xdg-desktop-portal xdg-desktop-portal-kde qtwayland5
         # the QML controls of the two modules, which the program itself does not use
         qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
         qml6-module-qtquick-window qml6-module-qtqml-workerscript

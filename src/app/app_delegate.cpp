@@ -7,18 +7,20 @@
 #include "app/preferences.h"
 #include "app/settings_window_controller.h"
 #include "app/shortcut_names.h"
+#include "app/tray_icon_notice.h"
 #include "app/url_request.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/menu_binding.h"
+#include "keyboard_shortcuts/shortcut_text.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QClipboard>
 #include <QIcon>
 #include <QMenu>
 #include <QMessageBox>
 #include <QSystemTrayIcon>
 #include <QTextBoundaryFinder>
+#include <QTimer>
 
 namespace {
 
@@ -47,9 +49,11 @@ QString escapeMnemonics(QString title)
     return title.replace(QLatin1Char('&'), QStringLiteral("&&"));
 }
 
-void copyToClipboard(const QString &text)
+// Without a clipboard service (only ever in tests) the text goes nowhere.
+void copyToClipboard(Platform::Clipboard *clipboard, const QString &text)
 {
-    QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
+    if (clipboard)
+        clipboard->setText(text);
 }
 
 } // namespace
@@ -61,7 +65,7 @@ AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, 
 {
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
     m_captureStep = std::make_unique<CaptureStep>(m_services.captureTool.get(), *m_services.urlOpener,
-                                                  m_services.displayServer, m_tmpDir);
+                                                  m_services.clipboard.get(), m_services.captureToolPackages, m_tmpDir);
     connect(m_captureStep.get(), &CaptureStep::failed, this, &AppDelegate::reportFailure);
     connect(&m_history, &CaptureHistory::changed, this, &AppDelegate::buildHistoryMenu);
 }
@@ -84,6 +88,30 @@ void AppDelegate::applicationDidFinishLaunching()
                                          "until you fix the file's permissions")
                               .arg(defaults.filePath()));
     }
+    QTimer::singleShot(trayIconNoticeDelay, this, &AppDelegate::adviseOnTrayIcon);
+}
+
+void AppDelegate::adviseOnTrayIcon()
+{
+    if (!m_services.notifier)
+        return;
+    std::optional<QString> shortcut;
+    if (KeyboardShortcuts::isHotKeyRegistered(toggleUnicornMode())) {
+        if (const auto stored = KeyboardShortcuts::storedShortcut(toggleUnicornMode()))
+            shortcut = KeyboardShortcuts::displayText(*stored);
+    }
+    const std::optional<Platform::Notice> notice =
+        trayIconNotice({QSystemTrayIcon::isSystemTrayAvailable(), m_services.desktop,
+                        trayIconNoticeShown(UserDefaults::standard()), shortcut});
+    if (!notice)
+        return;
+    // Told only once the desktop showed it: without a notification server the next start tries again.
+    m_services.notifier->notify(*notice, [](bool taken) {
+        if (taken) {
+            UserDefaults defaults = UserDefaults::standard();
+            setTrayIconNoticeShown(defaults);
+        }
+    });
 }
 
 void AppDelegate::setUpStatusItem()
@@ -153,7 +181,7 @@ void AppDelegate::appendToHistory(const QString &text)
 
 void AppDelegate::historyItemClicked(const QAction *item)
 {
-    copyToClipboard(item->data().toString());
+    copyToClipboard(m_services.clipboard.get(), item->data().toString());
     announce(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
 }
 
@@ -192,7 +220,7 @@ void AppDelegate::deliverText(const std::vector<QString> &lines, bool ignoreLine
     }
     QStringList joined(lines.begin(), lines.end());
     const QString text = joined.join(ignoreLineBreaks ? QStringLiteral(" ") : QStringLiteral("\n"));
-    copyToClipboard(text);
+    copyToClipboard(m_services.clipboard.get(), text);
     appendToHistory(text);
     announce(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
     m_appStoreReview.requestReviewIfAppropriate();
@@ -218,7 +246,7 @@ void AppDelegate::deliverBarcodes(const std::vector<Platform::BarcodeObservation
     // Only the first code counts, even when it holds no text and a later one does.
     if (!observations.empty() && observations.front().payload) {
         const QString payload = *observations.front().payload;
-        copyToClipboard(payload);
+        copyToClipboard(m_services.clipboard.get(), payload);
         announce(QStringLiteral("Copied Text from QR Code!"), ProgressHUDMode::success);
         appendToHistory(payload);
         m_appStoreReview.requestReviewIfAppropriate();
@@ -279,6 +307,8 @@ void AppDelegate::openUrl(const QUrl &url)
     const std::optional<UrlRequest> request = urlRequest(url);
     if (request == UrlRequest::grab)
         getText();
+    else if (request == UrlRequest::readQRCode)
+        readQRCode();
     else if (request == UrlRequest::clearHistory)
         clearHistory();
 }

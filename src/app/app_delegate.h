@@ -33,6 +33,9 @@ public:
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();
+    // Where no tray shows the icon, says once across starts how to get one and what works meanwhile; runs
+    // trayIconNoticeDelay after launch.
+    void adviseOnTrayIcon();
     // Runs the requests one after the other; requests that arrive during a capture wait for it to end.
     void openUrls(const QList<QUrl> &urls);
 

@@ -2,16 +2,14 @@
 
 #include "app/diagnostics.h"
 #include "platform/captured_image.h"
+#include "platform/clipboard.h"
 #include "platform/private_directory.h"
-#include "platform/process_region_capture_tool.h"
 #include "platform/region_capture_tool.h"
 #include "platform/url_opener.h"
 
-#include <QClipboard>
 #include <QFile>
 #include <QFileInfo>
 #include <QFuture>
-#include <QGuiApplication>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QUrl>
@@ -20,15 +18,16 @@
 #include <utility>
 
 CaptureStep::CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener,
-                         Platform::DisplayServer displayServer, QString tmpDir, QObject *parent)
-    : QObject(parent), m_tool(tool), m_urlOpener(urlOpener), m_displayServer(displayServer), m_tmpDir(std::move(tmpDir))
+                         Platform::Clipboard *clipboard, QString toolPackages, QString tmpDir, QObject *parent)
+    : QObject(parent), m_tool(tool), m_urlOpener(urlOpener), m_clipboard(clipboard),
+      m_toolPackages(std::move(toolPackages)), m_tmpDir(std::move(tmpDir))
 {}
 
 bool CaptureStep::ensureScreenCaptureAccess()
 {
     if (m_tool && m_tool->isAvailable())
         return true;
-    const QString packages = Platform::captureToolPackages(m_displayServer);
+    const QString &packages = m_toolPackages;
     const QString command = QStringLiteral("sudo apt install %1").arg(packages);
     printLine(
         QStringLiteral("Scrivlet selects screen regions with %1: install it with \"%2\".").arg(packages, command));
@@ -44,7 +43,8 @@ bool CaptureStep::ensureScreenCaptureAccess()
         QStringLiteral("Scrivlet needs your permission to capture screen recording.\n\n Please "
                        "go to System Settings to give Scrivlet Screen Recording permission") +
         QStringLiteral("\n\nScrivlet selects screen regions with %1. Install it with:\n\n%2").arg(packages, command) +
-        (canOpenSoftwareCentre ? QString() : QStringLiteral("\n\nGive Permission copies this command.")));
+        (canOpenSoftwareCentre || !m_clipboard ? QString()
+                                               : QStringLiteral("\n\nGive Permission copies this command.")));
     alert.setTextInteractionFlags(Qt::TextSelectableByMouse);
     QPushButton *give = alert.addButton(QStringLiteral("Give Permission"), QMessageBox::AcceptRole);
     alert.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
@@ -53,8 +53,8 @@ bool CaptureStep::ensureScreenCaptureAccess()
     if (alert.clickedButton() == give) {
         if (canOpenSoftwareCentre)
             m_urlOpener.open(softwareCentre);
-        else
-            QGuiApplication::clipboard()->setText(command);
+        else if (m_clipboard)
+            m_clipboard->setText(command);
     }
     return false;
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/desktop_session.h"
-
 #include <QImage>
 #include <QObject>
 #include <QString>
@@ -9,6 +7,7 @@
 #include <functional>
 
 namespace Platform {
+class Clipboard;
 class RegionCaptureTool;
 class UrlOpener;
 } // namespace Platform
@@ -21,10 +20,11 @@ class CaptureStep : public QObject {
 public:
     static constexpr auto captureFileName = "captureRegion.png";
 
-    // tool may be null: the session has no capture tool, and every capture tells the user what to install.
+    // tool may be null: the session has no capture tool, and every capture tells the user to install
+    // toolPackages. clipboard (may be null) takes the install command where no software centre can.
     // An empty tmpDir (no private directory could be made) ends every capture before the tool starts.
-    CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener,
-                Platform::DisplayServer displayServer, QString tmpDir, QObject *parent = nullptr);
+    CaptureStep(Platform::RegionCaptureTool *tool, Platform::UrlOpener &urlOpener, Platform::Clipboard *clipboard,
+                QString toolPackages, QString tmpDir, QObject *parent = nullptr);
 
     // Calls onImage later, on this object's thread, with the selected region; never when the user cancelled or
     // the capture failed (failed() says why). One capture at a time, whichever way requests arrive (the hot
@@ -46,7 +46,8 @@ Q_SIGNALS:
 private:
     Platform::RegionCaptureTool *m_tool;
     Platform::UrlOpener &m_urlOpener;
-    Platform::DisplayServer m_displayServer;
+    Platform::Clipboard *m_clipboard;
+    QString m_toolPackages;
     QString m_tmpDir;
     bool m_capturing = false;
 };

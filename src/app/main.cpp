@@ -1,9 +1,12 @@
 #include "app/app_delegate.h"
+#include "app/grab_command.h"
+#include "app/shortcut_names.h"
 #include "app/single_instance.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "platform/openmp_thread_limit.h"
 #include "platform/platform.h"
 #include "platform/private_directory.h"
+#include "platform/service_choice.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -61,7 +64,14 @@ int main(int argc, char **argv)
         return EXIT_FAILURE;
     }
 
+    // The session picks Qt's platform plugin unless the user did; the programs we start pick their own.
+    const QByteArray qtPlatform = Platform::qtPlatformFor(Platform::currentSession());
+    const bool choosesQtPlatform = !qtPlatform.isEmpty() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+    if (choosesQtPlatform)
+        qputenv("QT_QPA_PLATFORM", qtPlatform);
     QApplication app(argc, argv);
+    if (choosesQtPlatform)
+        qunsetenv("QT_QPA_PLATFORM");
     QApplication::setApplicationName(QStringLiteral("scrivlet"));
     QApplication::setApplicationDisplayName(QStringLiteral("Scrivlet"));
     QApplication::setApplicationVersion(QStringLiteral(SCRIVLET_VERSION));
@@ -72,6 +82,7 @@ int main(int argc, char **argv)
     instance->listen();
 
     KeyboardShortcuts::install();
+    KeyboardShortcuts::setDesktopCommand(toggleUnicornMode(), grabCommand(QCoreApplication::applicationFilePath()));
     AppDelegate delegate(Platform::detectServices(), runtimeDirectory);
     QObject::connect(instance.get(), &SingleInstance::urlsReceived, &delegate, &AppDelegate::openUrls);
     delegate.applicationDidFinishLaunching();

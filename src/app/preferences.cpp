@@ -6,7 +6,8 @@
 
 namespace {
 const QString lastReviewRequestedAtKey = QStringLiteral("lastReviewRequestedAt");
-}
+const QString trayIconNoticeShownKey = QStringLiteral("trayIconNoticeShown");
+} // namespace
 
 UserDefaults sharedDefaults()
 {
@@ -65,4 +66,14 @@ void setLastReviewRequestedAt(UserDefaults &defaults, const QDateTime &time)
 {
     // Milliseconds divided toward zero, so that times before 1970 drop their fraction the same way.
     defaults.setInteger(lastReviewRequestedAtKey, time.toMSecsSinceEpoch() / 1000);
+}
+
+bool trayIconNoticeShown(const UserDefaults &defaults)
+{
+    return defaults.boolean(trayIconNoticeShownKey);
+}
+
+void setTrayIconNoticeShown(UserDefaults &defaults)
+{
+    defaults.setBoolean(trayIconNoticeShownKey, true);
 }

@@ -35,3 +35,7 @@ qint64 incrementNumberOfUsages(UserDefaults &defaults);
 // Stored as whole seconds since 1970 (the fraction dropped); absent reads as 1970-01-01T00:00:00Z.
 QDateTime lastReviewRequestedAt(const UserDefaults &defaults);
 void setLastReviewRequestedAt(UserDefaults &defaults, const QDateTime &time);
+
+// Whether a start without a tray icon has told the user how to get one; absent reads as false.
+bool trayIconNoticeShown(const UserDefaults &defaults);
+void setTrayIconNoticeShown(UserDefaults &defaults);

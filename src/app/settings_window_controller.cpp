@@ -1,5 +1,6 @@
 #include "app/settings_window_controller.h"
 
+#include "app/grab_command.h"
 #include "app/settings_window_layout.h"
 #include "app/shortcut_names.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
@@ -9,6 +10,7 @@
 #include "user_defaults/user_defaults.h"
 
 #include <QCheckBox>
+#include <QLabel>
 #include <QWidget>
 
 namespace {
@@ -28,14 +30,20 @@ void showAsNote(QWidget *label)
 
 } // namespace
 
-ShortcutHint shortcutHint(bool hasShortcut, bool isRegistered, Platform::DisplayServer displayServer)
+ShortcutHint shortcutHint(bool hasShortcut, bool isRegistered, Platform::DisplayServer displayServer,
+                          const QString &grabCommandLine)
 {
     if (!hasShortcut || isRegistered)
         return {};
+    if (displayServer != Platform::DisplayServer::x11 && !grabCommandLine.isEmpty())
+        return {QStringLiteral("Bind: ") + grabCommandLine,
+                QStringLiteral("This desktop lets no program grab keys itself. In its keyboard settings, bind the "
+                               "command “%1” to the combination.")
+                    .arg(grabCommandLine)};
     if (displayServer != Platform::DisplayServer::x11)
         return {QStringLiteral("Works in X11 sessions only."),
-                QStringLiteral("Global shortcuts need an X11 session. Elsewhere, bind the command "
-                               "“scrivlet scrivlet:///_Grab_” in your desktop's keyboard settings.")};
+                QStringLiteral("Global shortcuts need an X11 session, or a desktop that runs a command for a "
+                               "combination.")};
     return {QStringLiteral("In use by another program."),
             QStringLiteral("Another program holds this combination, so it does not start a capture. "
                            "Record another one.")};
@@ -82,6 +90,7 @@ void SettingsWindowController::windowDidLoad()
     QWidget::setTabOrder(m_ui->ignoreLineBreaksCheckBox, m_recorder);
     QWidget::setTabOrder(m_recorder, m_ui->closeButton);
     showAsNote(m_ui->shortcutHintLabel);
+    m_ui->shortcutHintLabel->setTextInteractionFlags(Qt::TextSelectableByMouse); // the command, to copy
     showAsNote(m_ui->ignoreLineBreaksNoteLabel);
     const auto followShortcut = [this](const KeyboardShortcuts::Name &name) {
         if (name == toggleUnicornMode())
@@ -121,8 +130,13 @@ void SettingsWindowController::ignoreLineBreaksValueChanged()
 
 void SettingsWindowController::showShortcutHint()
 {
+    const std::optional<KeyboardShortcuts::DesktopCommand> command =
+        KeyboardShortcuts::desktopCommand(toggleUnicornMode());
     const ShortcutHint hint = shortcutHint(KeyboardShortcuts::storedShortcut(toggleUnicornMode()).has_value(),
-                                           KeyboardShortcuts::isHotKeyRegistered(toggleUnicornMode()), m_displayServer);
-    m_ui->shortcutHintLabel->setText(hint.text);
-    m_ui->shortcutHintLabel->setToolTip(hint.details);
+                                           KeyboardShortcuts::isHotKeyRegistered(toggleUnicornMode()), m_displayServer,
+                                           command ? shownCommandLine(*command) : QString());
+    // One line: a long program path gives way in the middle; the tooltip has the whole command.
+    QLabel *label = m_ui->shortcutHintLabel;
+    label->setText(label->fontMetrics().elidedText(hint.text, Qt::ElideMiddle, label->width()));
+    label->setToolTip(hint.details);
 }

@@ -52,10 +52,12 @@ private:
 };
 
 // The line under the recorder: why the capture shortcut does not start captures from everywhere, with the
-// details for its tooltip; empty when it does, or when no shortcut is stored.
+// details for its tooltip; empty when it does, or when no shortcut is stored. Outside X11 it names the command to
+// bind in the desktop's own keyboard settings, where there is one.
 struct ShortcutHint {
     QString text;
     QString details;
     friend bool operator==(const ShortcutHint &, const ShortcutHint &) = default;
 };
-ShortcutHint shortcutHint(bool hasShortcut, bool isRegistered, Platform::DisplayServer displayServer);
+ShortcutHint shortcutHint(bool hasShortcut, bool isRegistered, Platform::DisplayServer displayServer,
+                          const QString &grabCommandLine);

@@ -8,6 +8,8 @@ std::optional<UrlRequest> urlRequest(const QUrl &url)
         path = path.mid(1);
     if (path == u"_Grab_")
         return UrlRequest::grab;
+    if (path == u"_ReadQRCode_")
+        return UrlRequest::readQRCode;
     if (path == u"_clear-history_")
         return UrlRequest::clearHistory;
     return std::nullopt;

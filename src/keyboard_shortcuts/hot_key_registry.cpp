@@ -20,22 +20,25 @@ HotKeyRegistry::HotKeyRegistry(HotKeyService &service, std::function<void(Shortc
 
 HotKeyRegistry::~HotKeyRegistry() = default;
 
-std::unique_ptr<HotKeyGrab> HotKeyRegistry::grab(HotKeyId id, Shortcut shortcut)
+std::unique_ptr<HotKeyGrab> HotKeyRegistry::grab(HotKeyId id, const HotKey &hotKey)
 {
-    return m_service.grab(shortcut, {[this, id] { press(id); }, [this, id] { release(id); }, [this, id] { lose(id); }});
+    return m_service.grab(hotKey.shortcut, {[this, id] { press(id); }, [this, id] { release(id); },
+                                            [this, id] { lose(id); }, hotKey.name, hotKey.command});
 }
 
 std::optional<HotKeyRegistry::HotKeyId> HotKeyRegistry::addHotKey(Shortcut shortcut, Callback onKeyDown,
-                                                                  Callback onKeyUp)
+                                                                  Callback onKeyUp, QString name,
+                                                                  std::optional<DesktopCommand> command)
 {
     const HotKeyId id = ++m_lastId;
-    std::unique_ptr<HotKeyGrab> grabbed = grab(id, shortcut);
-    if (!grabbed)
+    HotKey hotKey{shortcut, std::move(onKeyDown), std::move(onKeyUp), std::move(name), std::move(command), nullptr};
+    hotKey.grab = grab(id, hotKey);
+    if (!hotKey.grab)
         return std::nullopt;
     // Grabbing first tells a refused combination from a free one even while grabs are suspended.
     if (m_routing != Routing::normal)
-        grabbed.reset();
-    m_hotKeys.emplace(id, HotKey{shortcut, std::move(onKeyDown), std::move(onKeyUp), std::move(grabbed)});
+        hotKey.grab.reset();
+    m_hotKeys.emplace(id, std::move(hotKey));
     return id;
 }
 
@@ -104,7 +107,7 @@ void HotKeyRegistry::resumeAll()
     for (auto &[id, hotKey] : m_hotKeys) {
         if (hotKey.grab)
             continue;
-        hotKey.grab = grab(id, hotKey.shortcut);
+        hotKey.grab = grab(id, hotKey);
         if (bool(hotKey.grab) == hotKey.isLost) {
             hotKey.isLost = !hotKey.isLost;
             changed.push_back(hotKey.shortcut);

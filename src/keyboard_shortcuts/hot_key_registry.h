@@ -39,8 +39,9 @@ public:
 
     // Files the combination under a new id, counting up from 1; an id is used up even when the grab is refused,
     // and then nothing is filed and the result is empty. A second call for the same shortcut files a second
-    // hot key.
-    std::optional<HotKeyId> addHotKey(Shortcut shortcut, Callback onKeyDown, Callback onKeyUp);
+    // hot key. The name and command are handed to every grab of it (HotKeyHandlers).
+    std::optional<HotKeyId> addHotKey(Shortcut shortcut, Callback onKeyDown, Callback onKeyUp, QString name = {},
+                                      std::optional<DesktopCommand> command = std::nullopt);
     // Removes every hot key of the combination; nothing for a combination never added.
     void removeHotKeys(Shortcut shortcut);
 
@@ -62,11 +63,13 @@ private:
         Shortcut shortcut;
         Callback onKeyDown;
         Callback onKeyUp;
+        QString name;
+        std::optional<DesktopCommand> command;
         std::unique_ptr<HotKeyGrab> grab; // null while suspended or lost
         bool isLost = false;
     };
 
-    std::unique_ptr<HotKeyGrab> grab(HotKeyId id, Shortcut shortcut);
+    std::unique_ptr<HotKeyGrab> grab(HotKeyId id, const HotKey &hotKey);
     void press(HotKeyId id);
     void release(HotKeyId id);
     void lose(HotKeyId id);

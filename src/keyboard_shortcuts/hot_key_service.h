@@ -1,19 +1,30 @@
 #pragma once
 
+#include "keyboard_shortcuts/desktop_command.h"
 #include "keyboard_shortcuts/shortcut.h"
+
+#include <QString>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace KeyboardShortcuts {
 
 // What a hot key calls. A held key calls onPress once and onRelease once, however long it repeats. onLost is called
 // at most once, when the service could not grab the combination again (after a keyboard change) because another
-// client took it: from then on the grab holds nothing, and only a new grab can get the combination back.
+// client took it, or, where the system answers later (the desktop portal), when it refused the grab or ended it:
+// from then on the grab holds nothing, and only a new grab can get the combination back.
 struct HotKeyHandlers {
     std::function<void()> onPress;
     std::function<void()> onRelease;
     std::function<void()> onLost;
+    // The name of the shortcut the hot key stands for; empty when it has none. (The braces let a list of the
+    // three functions alone initialise the struct without a warning.)
+    QString name{};
+    // Where the system binds a combination to a command line only (GNOME's custom shortcuts), what it runs instead
+    // of calling onPress (there is no release); such a system refuses a grab without a name and a command.
+    std::optional<DesktopCommand> command{};
 };
 
 // A system-wide hot key; the grab lasts as long as this object.

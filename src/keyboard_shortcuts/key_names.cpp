@@ -168,10 +168,14 @@ std::optional<QString> characterOf(QStringView name)
 
 KeyNames::KeyNames(const KeyboardLayout &layout) : m_keysByText(layout.keysByText())
 {
+    for (auto entry = m_keysByText.cbegin(); entry != m_keysByText.cend(); ++entry)
+        m_textsByKey.insert(entry.value().rawValue, entry.key());
     static const QHash<QString, Key> usKeys = makeUsKeyboardLayout()->keysByText();
     for (auto entry = usKeys.cbegin(); entry != usKeys.cend(); ++entry) {
         if (!m_keysByText.contains(entry.key()))
             m_keysByText.insert(entry.key(), entry.value());
+        if (!m_textsByKey.contains(entry.value().rawValue))
+            m_textsByKey.insert(entry.value().rawValue, entry.key());
     }
 }
 
@@ -221,6 +225,49 @@ std::optional<Shortcut> KeyNames::fromQtKey(QKeyCombination combination) const
     if (!key)
         return std::nullopt;
     return Shortcut::normalized(key->rawValue, carbonValue(modifiers));
+}
+
+std::optional<QString> KeyNames::keysymName(Key key) const
+{
+    // The table's first name of a key is the usual one: Page_Up before Prior.
+    const auto named = std::ranges::find(namedKeys, key, &NamedKey::key);
+    if (named != namedKeys.end())
+        return QString(named->keysym);
+    const auto typed = m_textsByKey.constFind(key.rawValue);
+    if (typed == m_textsByKey.cend())
+        return std::nullopt;
+    const QString text = typed->toLower();
+    if (text.size() == 1) {
+        const QChar character = text.front();
+        if (character.unicode() < 0x80 && character.isLetterOrNumber())
+            return text;
+        const auto spelled = std::ranges::find(characterNames, character.unicode(), &CharacterName::character);
+        if (spelled != characterNames.end())
+            return QString(spelled->keysym);
+    }
+    const QList<uint> characters = text.toUcs4();
+    if (characters.size() != 1)
+        return std::nullopt; // a key that types a string has no keysym
+    return u"U"_s + QString::number(characters.front(), 16).toUpper().rightJustified(4, u'0');
+}
+
+std::optional<QString> KeyNames::toAccelerator(Shortcut shortcut) const
+{
+    const std::optional<QString> keysym = keysymName(shortcut.key());
+    if (!keysym)
+        return std::nullopt;
+    QString accelerator;
+    const std::pair<std::int64_t, QLatin1StringView> modifiers[] = {
+        {CarbonModifier::command, "<Super>"_L1},
+        {CarbonModifier::control, "<Control>"_L1},
+        {CarbonModifier::option, "<Alt>"_L1},
+        {CarbonModifier::shift, "<Shift>"_L1},
+    };
+    for (const auto &[bit, name] : modifiers) {
+        if (shortcut.carbonModifiers & bit)
+            accelerator += name;
+    }
+    return accelerator + *keysym;
 }
 
 std::optional<Key> KeyNames::keyTyping(const QString &text) const

@@ -33,10 +33,19 @@ public:
     // Meta is Command, Alt Option; the keypad modifier only selects keypad keys, other modifiers are dropped.
     std::optional<Shortcut> fromQtKey(QKeyCombination combination) const;
 
+    // The keysym name of what the key types without modifiers, as desktops bind it: "a" (letters in lower case),
+    // "2", "minus", "udiaeresis", "F5", "Page_Up", "KP_1"; a character without a name as its code point, "U20AC".
+    // Empty for a key that types nothing on the layout or on the US layout.
+    std::optional<QString> keysymName(Key key) const;
+
+    // The inverse of fromAccelerator: "<Super><Control><Alt><Shift>" as far as present, then keysymName().
+    std::optional<QString> toAccelerator(Shortcut shortcut) const;
+
 private:
     std::optional<Key> keyTyping(const QString &text) const;
 
     QHash<QString, Key> m_keysByText;
+    QHash<std::int64_t, QString> m_textsByKey; // the layout's text of a key first, else the US layout's
 };
 
 } // namespace KeyboardShortcuts

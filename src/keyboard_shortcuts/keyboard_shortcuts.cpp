@@ -120,6 +120,16 @@ KeyEventStream keySignals(EventType type, const Name &name, std::function<void()
     return center().keySignals(type, name, std::move(onSignal));
 }
 
+void setDesktopCommand(const Name &name, std::optional<DesktopCommand> command)
+{
+    center().setDesktopCommand(name, std::move(command));
+}
+
+std::optional<DesktopCommand> desktopCommand(const Name &name)
+{
+    return center().desktopCommand(name);
+}
+
 bool shortcutsEnabled()
 {
     return center().shortcutsEnabled();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "keyboard_shortcuts/desktop_command.h"
 #include "keyboard_shortcuts/key_event_stream.h"
 #include "keyboard_shortcuts/name.h"
 #include "keyboard_shortcuts/platform_services.h"
@@ -41,6 +42,12 @@ void addKeyUpAction(const Name &name, std::function<void()> action);
 void removeAllActions();
 [[nodiscard]] KeyEventStream keyEvents(const Name &name, std::function<void(EventType)> onEvent);
 [[nodiscard]] KeyEventStream keySignals(EventType type, const Name &name, std::function<void()> onSignal);
+
+// What the desktop runs for the name's shortcut where it can bind combinations to command lines only (GNOME without
+// the GlobalShortcuts portal): the program's way of being reached from outside, e.g. its own path and a URL it
+// answers. Set it before adding the name's actions; without one, such a desktop gets no hot key for the name.
+void setDesktopCommand(const Name &name, std::optional<DesktopCommand> command);
+std::optional<DesktopCommand> desktopCommand(const Name &name);
 
 bool shortcutsEnabled();
 void setShortcutsEnabled(bool enabled);

@@ -1,8 +1,10 @@
 #include "keyboard_shortcuts/platform_services.h"
 
+#include "keyboard_shortcuts/desktop/gnome_custom_key_binding_service.h"
 #include "keyboard_shortcuts/desktop/gsettings_key_bindings.h"
 #include "keyboard_shortcuts/desktop/kglobalaccel_key_bindings.h"
 #include "keyboard_shortcuts/desktop/xfconf_key_bindings.h"
+#include "keyboard_shortcuts/portal/portal_hot_key_service.h"
 #include "keyboard_shortcuts/scan_codes.h"
 #include "keyboard_shortcuts/x11/x11_platform_services.h"
 #include "platform/desktop_session.h"
@@ -129,19 +131,45 @@ PlatformServices makeNullPlatformServices()
     return {makeNullHotKeyService(), makeUsKeyboardLayout(), makeNullDesktopKeyBindings()};
 }
 
+namespace {
+
+// A Wayland desktop's own way to bind keys for a program; null where it has none.
+std::unique_ptr<HotKeyService> makeWaylandHotKeyService(const Platform::DesktopSession &session,
+                                                        const KeyboardLayout &layout)
+{
+    // The GlobalShortcuts portal, where the desktop offers it (KDE Plasma, GNOME 48+, Hyprland), comes first.
+    if (std::unique_ptr<HotKeyService> portal = makePortalHotKeyService(KeyNames(layout)))
+        return portal;
+    if (session.desktop == Platform::Desktop::gnome)
+        return makeGnomeCustomKeyBindingService(KeyNames(layout));
+    return nullptr;
+}
+
+} // namespace
+
 PlatformServices detectPlatformServices()
 {
+    const Platform::DesktopSession &session = Platform::currentSession();
     PlatformServices services;
     if (QGuiApplication::platformName() == u"xcb") {
         if (std::optional<PlatformServices> x11 = makeX11PlatformServices())
             services = std::move(*x11);
     }
-    if (!services.hotKeys) {
-        qCWarning(lcKeyboardShortcuts) << "no X11 display; global shortcuts are off";
+    const bool hasX11 = bool(services.hotKeys);
+    if (!hasX11)
         services = makeNullPlatformServices();
+    bool hasWayland = false;
+    if (session.displayServer == Platform::DisplayServer::wayland) {
+        // Under XWayland, X11 grabs fire only while an X11 window has the focus: the desktop's own way wins.
+        if (std::unique_ptr<HotKeyService> wayland = makeWaylandHotKeyService(session, *services.keyboardLayout)) {
+            services.hotKeys = std::move(wayland);
+            hasWayland = true;
+        }
     }
-    services.desktopKeyBindings =
-        makeDesktopKeyBindings(keyBindingStore(Platform::currentSession().currentDesktops.join(u':')));
+    if (!hasX11 && !hasWayland)
+        qCWarning(lcKeyboardShortcuts)
+            << "no X11 display and no desktop service for shortcuts; global shortcuts are off";
+    services.desktopKeyBindings = makeDesktopKeyBindings(keyBindingStore(session.currentDesktops.join(u':')));
     return services;
 }
 

@@ -95,7 +95,7 @@ void ShortcutCenter::syncWithStorage()
             if (previous)
                 deactivate(*previous);
             if (stored)
-                activate(*stored);
+                activate(*stored, name);
             changed.push_back(name);
         }
     };
@@ -161,7 +161,7 @@ void ShortcutCenter::save(Shortcut shortcut, const Name &name)
 {
     if (const std::optional<Shortcut> previous = readShortcut(name))
         deactivate(*previous);
-    activate(shortcut);
+    activate(shortcut, name);
     m_defaults.setString(name.defaultsKey(), QString::fromUtf8(shortcut.toJson()));
     m_lastSeen.insert(name.rawValue, shortcut);
     emit m_notifications.shortcutByNameDidChange(name);
@@ -192,7 +192,7 @@ void ShortcutCenter::enableShortcuts(const QList<Name> &names)
 {
     for (const Name &name : names) {
         if (const std::optional<Shortcut> shortcut = storedShortcut(name))
-            activate(*shortcut);
+            activate(*shortcut, name);
     }
 }
 
@@ -251,15 +251,35 @@ void ShortcutCenter::hotKeyLossChanged(Shortcut shortcut)
         emit m_notifications.hotKeyRegistrationDidChange(name);
 }
 
-void ShortcutCenter::activate(Shortcut shortcut)
+void ShortcutCenter::activate(Shortcut shortcut, const Name &name)
 {
     if (m_activeShortcuts.contains(shortcut))
         return;
     // Counted as active even when refused, so that a refused combination is not retried at every event.
     m_hotKeys.addHotKey(
         shortcut, [this](Shortcut pressed) { dispatch(pressed, EventType::keyDown); },
-        [this](Shortcut released) { dispatch(released, EventType::keyUp); });
+        [this](Shortcut released) { dispatch(released, EventType::keyUp); }, name.rawValue, desktopCommand(name));
     m_activeShortcuts.insert(shortcut);
+}
+
+void ShortcutCenter::setDesktopCommand(const Name &name, std::optional<DesktopCommand> command)
+{
+    if (desktopCommand(name) == command)
+        return;
+    std::erase_if(m_desktopCommands, [&](const auto &entry) { return entry.first == name; });
+    if (command)
+        m_desktopCommands.emplace_back(name, std::move(*command));
+    if (const std::optional<Shortcut> shortcut = readShortcut(name); shortcut && isActive(*shortcut)) {
+        deactivate(*shortcut);
+        activate(*shortcut, name);
+        emit m_notifications.hotKeyRegistrationDidChange(name);
+    }
+}
+
+std::optional<DesktopCommand> ShortcutCenter::desktopCommand(const Name &name) const
+{
+    const auto found = std::ranges::find(m_desktopCommands, name, &std::pair<Name, DesktopCommand>::first);
+    return found == m_desktopCommands.end() ? std::nullopt : std::optional(found->second);
 }
 
 void ShortcutCenter::deactivate(Shortcut shortcut)
@@ -273,7 +293,7 @@ void ShortcutCenter::addAction(NameTable<std::vector<Action>> &table, const Name
     meet(name);
     findOrAdd(table, name).push_back(std::move(action));
     if (const std::optional<Shortcut> shortcut = readShortcut(name))
-        activate(*shortcut);
+        activate(*shortcut, name);
 }
 
 void ShortcutCenter::addKeyDownAction(const Name &name, Action action)
@@ -320,7 +340,7 @@ KeyEventStream ShortcutCenter::addStream(const Name &name, std::function<void()>
     if (onKeyUp)
         findOrAdd(m_keyUpStreams, name).emplace(id, std::move(onKeyUp));
     if (const std::optional<Shortcut> shortcut = readShortcut(name))
-        activate(*shortcut);
+        activate(*shortcut, name);
     return KeyEventStream(m_self, id);
 }
 

@@ -52,6 +52,13 @@ public:
     void enableShortcuts(const QList<Name> &names);
     void disableShortcuts(const QList<Name> &names);
 
+    // What the desktop runs for the name's shortcut where it binds combinations to command lines only (GNOME
+    // without the GlobalShortcuts portal); without one, such a desktop gets no hot key for the name. A shortcut
+    // grabbed already is grabbed again with the new command. Where several names share one shortcut, the command
+    // of the name that grabbed it first is bound.
+    void setDesktopCommand(const Name &name, std::optional<DesktopCommand> command);
+    std::optional<DesktopCommand> desktopCommand(const Name &name) const;
+
     // Actions of a name run in the order they were added, whenever a hot key equal to its stored shortcut fires.
     void addKeyDownAction(const Name &name, Action action);
     void addKeyUpAction(const Name &name, Action action);
@@ -98,7 +105,7 @@ private:
     void hotKeyLossChanged(Shortcut shortcut);
     void save(Shortcut shortcut, const Name &name);
     void clear(const Name &name);
-    void activate(Shortcut shortcut);
+    void activate(Shortcut shortcut, const Name &name);
     void deactivate(Shortcut shortcut);
     void addAction(NameTable<std::vector<Action>> &table, const Name &name, Action action);
     KeyEventStream addStream(const Name &name, std::function<void()> onKeyDown, std::function<void()> onKeyUp);
@@ -120,6 +127,7 @@ private:
     NameTable<std::vector<Action>> m_keyUpActions;
     NameTable<Feeders> m_keyDownStreams;
     NameTable<Feeders> m_keyUpStreams;
+    NameTable<DesktopCommand> m_desktopCommands;
     std::uint64_t m_lastStreamId = 0;
     bool m_shortcutsEnabled = true;
     bool m_isPaused = false;

@@ -56,11 +56,6 @@ std::optional<CaptureToolCommand> findCaptureTool(DisplayServer server,
     return std::nullopt;
 }
 
-QString captureToolPackages(DisplayServer server)
-{
-    return server == DisplayServer::wayland ? QStringLiteral("grim slurp") : QStringLiteral("maim slop");
-}
-
 ProcessRegionCaptureTool::ProcessRegionCaptureTool(CaptureToolCommand command)
     : m_find([command = std::move(command)] { return std::optional(command); })
 {}

@@ -25,9 +25,6 @@ struct CaptureToolCommand {
 std::optional<CaptureToolCommand> findCaptureTool(DisplayServer,
                                                   const std::function<bool(const QString &)> &isInstalled);
 
-// The Debian packages that provide the preferred tool for that display server, for messages to the user.
-QString captureToolPackages(DisplayServer);
-
 // Runs a capture tool as a child process.
 class ProcessRegionCaptureTool final : public RegionCaptureTool {
 public:

@@ -6,6 +6,7 @@
 #include "hud/progress_hud.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/menu_item_lookup.h"
+#include "platform/qt_clipboard.h"
 #include "support/fake_platform.h"
 #include "support/stdout_capture.h"
 #include "support/xvfb_server.h"
@@ -23,6 +24,7 @@
 
 using Platform::BarcodeObservation;
 using TestSupport::FakeBarcodeDetection;
+using TestSupport::FakeNotifier;
 using TestSupport::FakeRegionCaptureTool;
 using TestSupport::FakeStoreReview;
 using TestSupport::FakeTextRecognition;
@@ -52,6 +54,7 @@ private:
     FakeTextRecognition *m_text = nullptr;
     FakeBarcodeDetection *m_barcodes = nullptr;
     FakeWidgetCenter *m_widgets = nullptr;
+    FakeNotifier *m_notifier = nullptr;
     std::unique_ptr<AppDelegate> m_delegate;
 
     QString hudStatus() const { return ProgressHUD::shared().statusLabel()->text(); }
@@ -97,8 +100,14 @@ private slots:
         services.textRecognition = std::move(text);
         services.barcodeDetection = std::move(barcodes);
         services.widgetCenter = std::move(widgets);
+        services.clipboard = std::make_unique<Platform::QtClipboard>();
+        auto notifier = std::make_unique<FakeNotifier>();
+        m_notifier = notifier.get();
+        services.notifier = std::move(notifier);
+        services.desktop = Platform::Desktop::gnome;
         UserDefaults standard = UserDefaults::standard();
-        for (const QString &key : {QStringLiteral("IgnoreLineBreaks"), Keys::numberOfUsages})
+        for (const QString &key :
+             {QStringLiteral("IgnoreLineBreaks"), Keys::numberOfUsages, QStringLiteral("trayIconNoticeShown")})
             standard.remove(key);
         QGuiApplication::clipboard()->setText(QStringLiteral("what the user had"));
         m_delegate = std::make_unique<AppDelegate>(std::move(services), m_xdg.runtimeDir() + QLatin1Char('/'));
@@ -230,27 +239,37 @@ private slots:
     void urlPathsDecide_data()
     {
         QTest::addColumn<QStringList>("urls");
-        QTest::addColumn<int>("captures");
-        QTest::newRow("three slashes grab") << QStringList{"scrivlet:///_Grab_"} << 1;
-        QTest::newRow("any scheme grabs") << QStringList{"other://somewhere/_Grab_"} << 1;
-        QTest::newRow("a query is not examined") << QStringList{"scrivlet:///_Grab_?from=script"} << 1;
-        QTest::newRow("letter case matters") << QStringList{"scrivlet:///_grab_"} << 0;
-        QTest::newRow("a deeper path is another path") << QStringList{"scrivlet:///x/_Grab_"} << 0;
-        QTest::newRow("the host is not the path") << QStringList{"scrivlet://_Grab_"} << 0;
-        QTest::newRow("two requests grab twice") << QStringList{"scrivlet:///_Grab_", "scrivlet:///_Grab_"} << 2;
+        QTest::addColumn<int>("textCaptures");
+        QTest::addColumn<int>("codeCaptures");
+        QTest::newRow("three slashes grab") << QStringList{"scrivlet:///_Grab_"} << 1 << 0;
+        QTest::newRow("any scheme grabs") << QStringList{"other://somewhere/_Grab_"} << 1 << 0;
+        QTest::newRow("a query is not examined") << QStringList{"scrivlet:///_Grab_?from=script"} << 1 << 0;
+        QTest::newRow("letter case matters") << QStringList{"scrivlet:///_grab_"} << 0 << 0;
+        QTest::newRow("a deeper path is another path") << QStringList{"scrivlet:///x/_Grab_"} << 0 << 0;
+        QTest::newRow("the host is not the path") << QStringList{"scrivlet://_Grab_"} << 0 << 0;
+        QTest::newRow("two requests grab twice") << QStringList{"scrivlet:///_Grab_", "scrivlet:///_Grab_"} << 2 << 0;
+        QTest::newRow("a code read reads a code") << QStringList{"scrivlet:///_ReadQRCode_"} << 0 << 1;
+        QTest::newRow("a code read without slashes") << QStringList{"scrivlet:_ReadQRCode_"} << 0 << 1;
+        QTest::newRow("code read letter case matters") << QStringList{"scrivlet:///_readqrcode_"} << 0 << 0;
+        QTest::newRow("text and code one after the other")
+            << QStringList{"scrivlet:///_ReadQRCode_", "scrivlet:///_Grab_"} << 1 << 1;
     }
 
     void urlPathsDecide()
     {
         QFETCH(QStringList, urls);
-        QFETCH(int, captures);
+        QFETCH(int, textCaptures);
+        QFETCH(int, codeCaptures);
         m_delegate->applicationDidFinishLaunching();
         QList<QUrl> list;
         for (const QString &url : urls)
             list.append(QUrl(url));
         m_delegate->openUrls(list);
-        QCOMPARE(m_tool->captures, captures);
-        QCOMPARE(m_tool->maximumDepth, captures > 0 ? 1 : 0);
+        QCOMPARE(m_tool->captures, textCaptures + codeCaptures);
+        QCOMPARE(m_tool->maximumDepth, textCaptures + codeCaptures > 0 ? 1 : 0);
+        // Each capture goes to the engine of its request.
+        QTRY_COMPARE(m_text->images.size(), textCaptures);
+        QTRY_COMPARE(m_barcodes->requests, codeCaptures);
     }
 
     void aRequestDuringASelectionWaitsForIt()
@@ -458,6 +477,28 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("again"));
         QCOMPARE(hudStatus(), QStringLiteral("Copied Text!"));
         QCOMPARE(numberOfUsages(UserDefaults::standard()), 0);
+    }
+
+    void withoutATrayTheNoticeIsShownOnceTheDesktopTookIt()
+    {
+        QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable()); // offscreen: no tray host
+        m_delegate->applicationDidFinishLaunching();
+        m_notifier->takes = false; // no notification server yet
+        m_delegate->adviseOnTrayIcon();
+        QCOMPARE(m_notifier->notices.size(), 1);
+        QVERIFY(!trayIconNoticeShown(UserDefaults::standard()));
+
+        m_notifier->takes = true; // a later start, with one
+        m_delegate->adviseOnTrayIcon();
+        QCOMPARE(m_notifier->notices.size(), 2);
+        const QString body = m_notifier->notices.last().body;
+        QVERIFY2(body.contains(QStringLiteral("gnome-shell-extension-appindicator")), qPrintable(body));
+        // Without an X11 display the shortcut is no global hot key: the notice must not offer it.
+        QVERIFY2(!body.contains(QStringLiteral("Super+Shift+2")), qPrintable(body));
+        QVERIFY(trayIconNoticeShown(UserDefaults::standard()));
+
+        m_delegate->adviseOnTrayIcon(); // any start after that
+        QCOMPARE(m_notifier->notices.size(), 2);
     }
 
     void aboutShowsOneBoxWithTheVersion()

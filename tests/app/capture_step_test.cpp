@@ -5,7 +5,6 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QClipboard>
 #include <QFile>
 #include <QMessageBox>
 #include <QSet>
@@ -14,6 +13,7 @@
 #include <QTest>
 #include <QTimer>
 
+using TestSupport::FakeClipboard;
 using TestSupport::FakeRegionCaptureTool;
 using TestSupport::FakeUrlOpener;
 
@@ -52,6 +52,8 @@ private:
     QTemporaryDir m_dir;
     FakeRegionCaptureTool m_tool;
     FakeUrlOpener m_opener;
+    FakeClipboard m_clipboard;
+    const QString x11Packages = QStringLiteral("maim slop");
     std::unique_ptr<CaptureStep> m_step;
     QList<QSize> m_images;
 
@@ -66,7 +68,8 @@ private slots:
         m_tool = FakeRegionCaptureTool();
         m_opener.opened.clear();
         m_images.clear();
-        m_step = std::make_unique<CaptureStep>(&m_tool, m_opener, Platform::DisplayServer::x11,
+        m_clipboard.texts.clear();
+        m_step = std::make_unique<CaptureStep>(&m_tool, m_opener, &m_clipboard, x11Packages,
                                                m_dir.path() + QLatin1Char('/'));
         QFile::remove(m_step->captureFilePath());
     }
@@ -206,7 +209,7 @@ private slots:
 
     void withoutAToolTheAlertSaysWhatToInstall()
     {
-        CaptureStep step(nullptr, m_opener, Platform::DisplayServer::x11, m_dir.path() + QLatin1Char('/'));
+        CaptureStep step(nullptr, m_opener, &m_clipboard, x11Packages, m_dir.path() + QLatin1Char('/'));
         AlertAnswer seen;
         answerNextAlert(QStringLiteral("Give Permission"), seen);
         TestSupport::StdoutCapture output;
@@ -228,19 +231,32 @@ private slots:
     {
         m_opener.hasHandlers = false;
         m_tool.available = false;
-        QGuiApplication::clipboard()->clear();
         AlertAnswer seen;
         answerNextAlert(QStringLiteral("Give Permission"), seen);
         runCapture();
         m_opener.hasHandlers = true;
         QVERIFY(m_opener.opened.isEmpty());
-        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("sudo apt install maim slop"));
+        QCOMPARE(m_clipboard.texts, QStringList{QStringLiteral("sudo apt install maim slop")});
         QVERIFY(seen.informativeText.contains(QStringLiteral("Give Permission copies this command")));
+    }
+
+    void withoutAClipboardTheAlertPromisesNoCopy()
+    {
+        m_opener.hasHandlers = false;
+        const auto restore = qScopeGuard([this] { m_opener.hasHandlers = true; });
+        CaptureStep step(nullptr, m_opener, nullptr, x11Packages, m_dir.path() + QLatin1Char('/'));
+        AlertAnswer seen;
+        answerNextAlert(QStringLiteral("Give Permission"), seen);
+        QVERIFY(!step.ensureScreenCaptureAccess());
+        QVERIFY(seen.informativeText.contains(QStringLiteral("sudo apt install maim slop")));
+        QVERIFY(!seen.informativeText.contains(QStringLiteral("copies")));
+        QVERIFY(m_opener.opened.isEmpty());
     }
 
     void cancellingTheAlertOpensNothing()
     {
-        CaptureStep step(nullptr, m_opener, Platform::DisplayServer::wayland, m_dir.path() + QLatin1Char('/'));
+        CaptureStep step(nullptr, m_opener, &m_clipboard, QStringLiteral("grim slurp"),
+                         m_dir.path() + QLatin1Char('/'));
         AlertAnswer seen;
         answerNextAlert(QStringLiteral("Cancel"), seen);
         QVERIFY(!step.ensureScreenCaptureAccess());
@@ -250,7 +266,7 @@ private slots:
 
     void withoutAPrivateDirectoryNothingIsCaptured()
     {
-        CaptureStep step(&m_tool, m_opener, Platform::DisplayServer::x11, QString());
+        CaptureStep step(&m_tool, m_opener, &m_clipboard, x11Packages, QString());
         step.run([this](const QImage &image) { m_images.append(image.size()); });
         QCOMPARE(m_tool.captures, 0);
     }

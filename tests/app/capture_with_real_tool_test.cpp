@@ -46,7 +46,7 @@ private slots:
         m_tool = std::make_unique<Platform::ProcessRegionCaptureTool>(*command);
         const auto directory = Platform::privateRuntimeDirectory();
         QVERIFY(std::holds_alternative<Platform::PrivateDirectory>(directory));
-        m_step = std::make_unique<CaptureStep>(m_tool.get(), m_opener, Platform::DisplayServer::x11,
+        m_step = std::make_unique<CaptureStep>(m_tool.get(), m_opener, nullptr, QStringLiteral("maim slop"),
                                                std::get<Platform::PrivateDirectory>(directory).path);
     }
 

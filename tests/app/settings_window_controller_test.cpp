@@ -1,6 +1,7 @@
 #include "app/settings_window_controller.h"
 
 #include "../keyboard_shortcuts/other_x11_client.h"
+#include "app/grab_command.h"
 #include "app/settings_window_layout.h"
 #include "app/shortcut_names.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
@@ -173,7 +174,7 @@ private slots:
         OtherClient holder;
         QVERIFY(holder.grab(43 /* h */, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1));
         storeShortcut(Shortcut::fromKey(Key::h, Qt::ControlModifier | Qt::AltModifier), toggleUnicornMode());
-        QCOMPARE(hintLabel()->text(), shortcutHint(true, false, Platform::DisplayServer::x11).text);
+        QCOMPARE(hintLabel()->text(), shortcutHint(true, false, Platform::DisplayServer::x11, QString()).text);
         QVERIFY(!hintLabel()->text().isEmpty());
         storeShortcut(Shortcut::fromKey(Key::j, Qt::ControlModifier | Qt::AltModifier), toggleUnicornMode());
         QVERIFY(hintLabel()->text().isEmpty());
@@ -184,23 +185,64 @@ private slots:
         QTest::addColumn<bool>("hasShortcut");
         QTest::addColumn<bool>("isRegistered");
         QTest::addColumn<Platform::DisplayServer>("displayServer");
+        QTest::addColumn<QString>("command");
         QTest::addColumn<QString>("text");
-        QTest::newRow("a working shortcut needs no hint") << true << true << Platform::DisplayServer::x11 << QString();
-        QTest::newRow("no shortcut needs no hint") << false << false << Platform::DisplayServer::wayland << QString();
+        const QString command = u"scrivlet scrivlet:///_Grab_"_s;
+        QTest::newRow("a working shortcut needs no hint")
+            << true << true << Platform::DisplayServer::x11 << command << QString();
+        QTest::newRow("no shortcut needs no hint")
+            << false << false << Platform::DisplayServer::wayland << command << QString();
+        QTest::newRow("bound by the desktop on Wayland: no hint")
+            << true << true << Platform::DisplayServer::wayland << command << QString();
         QTest::newRow("refused on X11: another program")
-            << true << false << Platform::DisplayServer::x11 << u"In use by another program."_s;
-        QTest::newRow("no global hot keys on Wayland")
-            << true << false << Platform::DisplayServer::wayland << u"Works in X11 sessions only."_s;
+            << true << false << Platform::DisplayServer::x11 << command << u"In use by another program."_s;
+        QTest::newRow("no way on Wayland: the command to bind")
+            << true << false << Platform::DisplayServer::wayland << command << u"Bind: scrivlet scrivlet:///_Grab_"_s;
+        QTest::newRow("no way on Wayland and no command")
+            << true << false << Platform::DisplayServer::wayland << QString() << u"Works in X11 sessions only."_s;
     }
     void theHintNamesWhatIsMissing()
     {
         QFETCH(bool, hasShortcut);
         QFETCH(bool, isRegistered);
         QFETCH(Platform::DisplayServer, displayServer);
+        QFETCH(QString, command);
         QFETCH(QString, text);
-        const ShortcutHint hint = shortcutHint(hasShortcut, isRegistered, displayServer);
+        const ShortcutHint hint = shortcutHint(hasShortcut, isRegistered, displayServer, command);
         QCOMPARE(hint.text, text);
         QCOMPARE(hint.details.isEmpty(), text.isEmpty());
+        if (text.startsWith(u"Bind"))
+            QVERIFY(hint.details.contains(command));
+    }
+
+    // Where no program may grab keys, the line names the command; it fits on the one line as it is.
+    void aWaylandWindowShowsTheCommandToBind()
+    {
+        const auto restore = qScopeGuard([] {
+            setDesktopCommand(toggleUnicornMode(), std::nullopt);
+            resetToDefaults({toggleUnicornMode()});
+        });
+        setDesktopCommand(toggleUnicornMode(), grabCommand(u"/opt/bin/scrivlet"_s));
+        // The window's own hot key service grabs on X11; one the tests cannot take proves nothing here, so a
+        // combination another client holds stands for "no way to grab".
+        OtherClient holder;
+        QVERIFY(holder.grab(43 /* h */, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1));
+        storeShortcut(Shortcut::fromKey(Key::h, Qt::ControlModifier | Qt::AltModifier), toggleUnicornMode());
+        SettingsWindowController wayland(Platform::DisplayServer::wayland);
+        wayland.showWindow();
+        const QLabel *label = wayland.window()->findChild<QLabel *>(u"shortcutHintLabel"_s);
+        QCOMPARE(label->text(), u"Bind: /opt/bin/scrivlet scrivlet:///_Grab_"_s);
+        QVERIFY(label->toolTip().contains(u"“/opt/bin/scrivlet scrivlet:///_Grab_”"_s));
+        QVERIFY(label->fontMetrics().horizontalAdvance(label->text()) <= label->width());
+        // A long path gives way in the middle, and the tooltip keeps all of it.
+        const QString longPath = u"/home/someone/projects/builds/scrivlet/release-with-debug-info/src/app/scrivlet"_s;
+        setDesktopCommand(toggleUnicornMode(), grabCommand(longPath));
+        wayland.showWindow();
+        QVERIFY(label->text().startsWith(u"Bind: "_s));
+        QVERIFY(label->text().endsWith(u"_Grab_"_s));
+        QVERIFY(label->text().contains(QChar(0x2026)));
+        QVERIFY(label->fontMetrics().horizontalAdvance(label->text()) <= label->width());
+        QVERIFY(label->toolTip().contains(longPath + u" scrivlet:///_Grab_"_s));
     }
 
     // Kept beside the build as test-artefacts/settings-window-scale<N>.png.

@@ -1,13 +1,9 @@
 #include "keyboard_shortcuts/desktop/gsettings_key_bindings.h"
 
 #include "keyboard_shortcuts/keyboard_layout.h"
-#include "scoped_environment.h"
 #include "support/desktop_tools.h"
-#include "support/private_session_bus.h"
+#include "support/private_dconf.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace KeyboardShortcuts;
@@ -16,7 +12,6 @@ using TestSupport::runCommand;
 
 namespace {
 
-const QString schemaSource = u"/usr/share/glib-2.0/schemas/"_s;
 // Only these two: the window manager's and the settings daemon's. Mutter's and the shell's schemas stay missing.
 const QStringList installedSchemas{u"org.gnome.desktop.wm.keybindings.gschema.xml"_s,
                                    u"org.gnome.settings-daemon.plugins.media-keys.gschema.xml"_s};
@@ -40,9 +35,7 @@ class GSettingsKeyBindingsTest : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_root;
-    std::optional<ScopedEnvironment> m_environment;
-    std::unique_ptr<TestSupport::PrivateSessionBus> m_bus;
+    std::unique_ptr<TestSupport::PrivateDconf> m_dconf;
     std::unique_ptr<DesktopKeyBindings> m_bindings = makeGSettingsKeyBindings();
     std::unique_ptr<KeyboardLayout> m_layout = makeUsKeyboardLayout();
 
@@ -54,37 +47,15 @@ private:
     }
 
 private slots:
-    // GLib reads the schema directories and the user's directories once, so they are set before its first use;
-    // dconf-service, started by the bus, takes the bus's environment.
     void initTestCase()
     {
-        const QString schemas = m_root.filePath(u"data/glib-2.0/schemas"_s);
-        QVERIFY(QDir().mkpath(schemas));
-        for (const QString &file : installedSchemas)
-            QVERIFY(QFile::copy(schemaSource + file, schemas + u'/' + file));
-        QCOMPARE(runCommand(u"glib-compile-schemas"_s, {schemas}).exitCode, 0);
-        QVERIFY(QDir().mkpath(m_root.filePath(u"config"_s)));
-        QVERIFY(QDir().mkpath(m_root.filePath(u"runtime"_s)));
-        QVERIFY(QFile::setPermissions(m_root.filePath(u"runtime"_s),
-                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-        m_environment.emplace(std::initializer_list<std::pair<const char *, QString>>{
-            {"XDG_DATA_DIRS", m_root.filePath(u"data"_s)},
-            {"XDG_CONFIG_HOME", m_root.filePath(u"config"_s)},
-            {"XDG_RUNTIME_DIR", m_root.filePath(u"runtime"_s)},
-            {"GSETTINGS_BACKEND", u"dconf"_s},
-        });
-        m_bus = TestSupport::PrivateSessionBus::start({u"ca.desrt.dconf"_s});
-        QVERIFY(m_bus);
+        m_dconf = TestSupport::PrivateDconf::start(installedSchemas);
+        QVERIFY(m_dconf);
     }
 
-    // The bus goes first: its services still use the directories.
-    void cleanupTestCase()
-    {
-        m_bus.reset();
-        m_environment.reset();
-    }
+    void cleanupTestCase() { m_dconf.reset(); }
 
-    void cleanup() { QCOMPARE(runCommand(u"dconf"_s, {u"reset"_s, u"-f"_s, u"/"_s}).exitCode, 0); }
+    void cleanup() { QVERIFY(m_dconf->reset()); }
 
     void enabledBindings_data()
     {

@@ -53,9 +53,24 @@ private:
     std::unique_ptr<KeyboardLayout> m_us = makeUsKeyboardLayout();
 };
 
+// A layout whose E key types a character that has no keysym name of its own.
+class EuroLayout final : public KeyboardLayout {
+public:
+    std::optional<QString> keyText(Key key) const override
+    {
+        return key == Key::e ? std::optional(u"€"_s) : m_us->keyText(key);
+    }
+
+private:
+    std::unique_ptr<KeyboardLayout> m_us = makeUsKeyboardLayout();
+};
+
 const KeyboardLayout &layoutNamed(const QString &name)
 {
     static const GermanLayout german;
+    static const EuroLayout euro;
+    if (name == u"euro")
+        return euro;
     static const std::unique_ptr<KeyboardLayout> us = makeUsKeyboardLayout();
     static const std::unique_ptr<KeyboardLayout> none = makeNullKeyboardLayout();
     if (name == u"de")
@@ -131,6 +146,53 @@ private slots:
         QFETCH(QString, accelerator);
         QFETCH(OptShortcut, expected);
         QCOMPARE(KeyNames(layoutNamed(layout)).fromAccelerator(accelerator), expected);
+    }
+
+    // What GNOME's settings daemon is handed for a custom shortcut: GTK accelerators with keysym names.
+    void writingAccelerators_data()
+    {
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<OptShortcut>("shortcut");
+        QTest::addColumn<QString>("accelerator");
+        QTest::newRow("Super and Shift with a digit")
+            << u"us"_s << shortcut(Key::two, command | shift) << u"<Super><Shift>2"_s;
+        QTest::newRow("every modifier in one order")
+            << u"us"_s << shortcut(Key::a, shift | control | command | option) << u"<Super><Control><Alt><Shift>a"_s;
+        QTest::newRow("a letter is lower case") << u"us"_s << shortcut(Key::s, control) << u"<Control>s"_s;
+        QTest::newRow("a function key alone") << u"us"_s << shortcut(Key::f5) << u"F5"_s;
+        QTest::newRow("the last function key") << u"us"_s << shortcut(Key::f20, option) << u"<Alt>F20"_s;
+        QTest::newRow("minus by name") << u"us"_s << shortcut(Key::minus, command) << u"<Super>minus"_s;
+        QTest::newRow("a bracket by name") << u"us"_s << shortcut(Key::leftBracket, command) << u"<Super>bracketleft"_s;
+        QTest::newRow("the quote key is apostrophe")
+            << u"us"_s << shortcut(Key::quote, command) << u"<Super>apostrophe"_s;
+        QTest::newRow("the backtick key is grave") << u"us"_s << shortcut(Key::backtick, command) << u"<Super>grave"_s;
+        QTest::newRow("space by name") << u"us"_s << shortcut(Key::space, command) << u"<Super>space"_s;
+        QTest::newRow("Page_Up, not Prior") << u"us"_s << shortcut(Key::pageUp, command) << u"<Super>Page_Up"_s;
+        QTest::newRow("Help is Insert") << u"us"_s << shortcut(Key::help, command) << u"<Super>Insert"_s;
+        QTest::newRow("a keypad digit") << u"us"_s << shortcut(Key::keypad1, control) << u"<Control>KP_1"_s;
+        QTest::newRow("de: the key in the Y position types z") << u"de"_s << shortcut(Key::y, command) << u"<Super>z"_s;
+        QTest::newRow("de: ü by name") << u"de"_s << shortcut(Key::leftBracket, command) << u"<Super>udiaeresis"_s;
+        QTest::newRow("de: ß by name") << u"de"_s << shortcut(Key::minus, command) << u"<Super>ssharp"_s;
+        QTest::newRow("de: a dead key is named as on US")
+            << u"de"_s << shortcut(Key::equal, command) << u"<Super>equal"_s;
+        QTest::newRow("a character without a name by its code point")
+            << u"euro"_s << shortcut(Key::e, command) << u"<Super>U20AC"_s;
+        QTest::newRow("an unknown layout is named as US") << u"none"_s << shortcut(Key::z, command) << u"<Super>z"_s;
+        QTest::newRow("a key that types nothing has none") << u"us"_s << shortcut(Key::capsLock, command) << QString();
+        QTest::newRow("a key code without a key has none") << u"us"_s << shortcut(Key{500}, command) << QString();
+    }
+    void writingAccelerators()
+    {
+        QFETCH(QString, layout);
+        QFETCH(OptShortcut, shortcut);
+        QFETCH(QString, accelerator);
+        const KeyNames names(layoutNamed(layout));
+        const std::optional<QString> written = names.toAccelerator(*shortcut);
+        QCOMPARE(written.value_or(QString()), accelerator);
+        QCOMPARE(written.has_value(), !accelerator.isNull());
+        // GNOME reads back the combination that was written.
+        if (written)
+            QCOMPARE(names.fromAccelerator(*written), shortcut);
     }
 
     void readingQtKeys_data()

@@ -1,9 +1,9 @@
 #include "keyboard_shortcuts/desktop/xfconf_key_bindings.h"
 
 #include "keyboard_shortcuts/keyboard_layout.h"
-#include "scoped_environment.h"
 #include "support/desktop_tools.h"
 #include "support/private_session_bus.h"
+#include "support/scoped_environment.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -15,6 +15,7 @@
 using namespace KeyboardShortcuts;
 using namespace Qt::Literals::StringLiterals;
 using TestSupport::runCommand;
+using TestSupport::ScopedEnvironment;
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "platform/dbus_widget_center.h"
+#include "platform/freedesktop_notifier.h"
 #include "platform/notification_store_review.h"
 #include "platform/portal_region_capture_tool.h"
 #include "support/fake_platform.h"
@@ -10,11 +11,14 @@
 #include <QDBusObjectPath>
 #include <QFile>
 #include <QImage>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
+
+#include <optional>
 
 namespace {
 
@@ -56,14 +60,18 @@ class FakeNotificationServer : public QObject {
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
 public:
     QStringList summaries;
+    QStringList bodies;
     QStringList actions;
+    QVariantMap hints;
 
 public Q_SLOTS:
-    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &,
-                const QStringList &notificationActions, const QVariantMap &, int)
+    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &body,
+                const QStringList &notificationActions, const QVariantMap &notificationHints, int)
     {
         summaries << summary;
+        bodies << body;
         actions = notificationActions;
+        hints = notificationHints;
         return 7;
     }
 };
@@ -135,6 +143,34 @@ private slots:
         QTest::qWait(300);
         QVERIFY(opener.opened.isEmpty());
         server.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+    }
+
+    void aNoticeIsTakenOnlyWhereANotificationServerRuns()
+    {
+        auto notifier = Platform::FreedesktopNotifier::connect();
+        QVERIFY(notifier);
+        const Platform::Notice notice{QStringLiteral("Summary ✓"), QStringLiteral("First line.\nSecond “line”.")};
+        std::optional<bool> taken;
+        notifier->notify(notice, [&taken](bool answer) { taken = answer; });
+        QTRY_VERIFY(taken.has_value());
+        QCOMPARE(*taken, false); // nothing on the bus shows notices
+
+        QDBusConnection server = serviceConnection(QStringLiteral("notices"));
+        FakeNotificationServer notifications;
+        QVERIFY(server.registerObject(QStringLiteral("/org/freedesktop/Notifications"), &notifications,
+                                      QDBusConnection::ExportAllSlots));
+        QVERIFY(server.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        const auto unregister =
+            qScopeGuard([&server] { server.unregisterService(QStringLiteral("org.freedesktop.Notifications")); });
+        taken.reset();
+        notifier->notify(notice, [&taken](bool answer) { taken = answer; });
+        QTRY_VERIFY(taken.has_value());
+        QCOMPARE(*taken, true);
+        QCOMPARE(notifications.summaries, QStringList{notice.summary});
+        QCOMPARE(notifications.bodies, QStringList{notice.body});
+        QVERIFY(notifications.actions.isEmpty());
+        // The desktop shows the notice under Scrivlet's name and icon, from its installed entry.
+        QCOMPARE(notifications.hints.value(QStringLiteral("desktop-entry")).toString(), QStringLiteral("scrivlet"));
     }
 
     void thePortalsScreenshotBecomesTheCapture()

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/barcode_detection.h"
+#include "platform/clipboard.h"
+#include "platform/notifier.h"
 #include "platform/region_capture_tool.h"
 #include "platform/store_review.h"
 #include "platform/text_recognition.h"
@@ -87,10 +89,28 @@ public:
     int reloads = 0;
 };
 
+class FakeClipboard final : public Platform::Clipboard {
+public:
+    void setText(const QString &text) override { texts.append(text); }
+    QStringList texts;
+};
+
 class FakeStoreReview final : public Platform::StoreReview {
 public:
     void requestReview() override { ++requests; }
     int requests = 0;
+};
+
+// Answers every notice at once, taken or not as the test says.
+class FakeNotifier final : public Platform::Notifier {
+public:
+    void notify(const Platform::Notice &notice, std::function<void(bool)> taken) override
+    {
+        notices.append(notice);
+        taken(takes);
+    }
+    QList<Platform::Notice> notices;
+    bool takes = true;
 };
 
 } // namespace TestSupport

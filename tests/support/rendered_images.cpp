@@ -39,6 +39,19 @@ QImage renderLines(const QStringList &lines, QColor text, QColor background, int
     return image;
 }
 
+QImage renderHeadline(const QString &text)
+{
+    QImage image(640, 120, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(40);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    painter.drawText(image.rect(), Qt::AlignCenter, text);
+    return image;
+}
+
 namespace {
 
 quint32 crc32(QByteArrayView bytes)

@@ -16,6 +16,9 @@ QImage renderCode(const QString &payload, int modulePx = 2, ZXing::BarcodeFormat
 QImage renderLines(const QStringList &lines, QColor text = Qt::black, QColor background = Qt::white,
                    int pixelSize = 14);
 
+// One line of 40 px DejaVu Sans centred on a white 640×120 picture: text that recognition cannot doubt.
+QImage renderHeadline(const QString &text);
+
 // The start of a valid PNG file claiming this size, with a few bytes of pixel data: the header decides.
 QByteArray pngClaiming(quint32 width, quint32 height);
 

@@ -1,12 +1,8 @@
 #include "keyboard_shortcuts/desktop/gsettings_key_bindings.h"
 
-#include <QStringList>
+#include "keyboard_shortcuts/desktop/gsettings_support.h"
 
-// GLib names struct members "signals", which Qt defines as a keyword.
-#pragma push_macro("signals")
-#undef signals
-#include <gio/gio.h>
-#pragma pop_macro("signals")
+#include <QStringList>
 
 #include <array>
 #include <cstring>
@@ -14,26 +10,7 @@
 namespace KeyboardShortcuts {
 namespace {
 
-struct ObjectUnref {
-    void operator()(gpointer object) const noexcept { g_object_unref(object); }
-};
-struct SchemaUnref {
-    void operator()(GSettingsSchema *schema) const noexcept { g_settings_schema_unref(schema); }
-};
-struct SchemaKeyUnref {
-    void operator()(GSettingsSchemaKey *key) const noexcept { g_settings_schema_key_unref(key); }
-};
-struct VariantUnref {
-    void operator()(GVariant *variant) const noexcept { g_variant_unref(variant); }
-};
-struct StrvFree {
-    void operator()(gchar **strings) const noexcept { g_strfreev(strings); }
-};
-using Settings = std::unique_ptr<GSettings, ObjectUnref>;
-using Schema = std::unique_ptr<GSettingsSchema, SchemaUnref>;
-using SchemaKey = std::unique_ptr<GSettingsSchemaKey, SchemaKeyUnref>;
-using Variant = std::unique_ptr<GVariant, VariantUnref>;
-using Strv = std::unique_ptr<gchar *, StrvFree>;
+using namespace GSettingsSupport;
 
 constexpr std::array keyBindingSchemas{
     "org.gnome.desktop.wm.keybindings",
@@ -42,31 +19,6 @@ constexpr std::array keyBindingSchemas{
     "org.gnome.shell.keybindings",
     "org.gnome.settings-daemon.plugins.media-keys",
 };
-constexpr const char *mediaKeysSchema = "org.gnome.settings-daemon.plugins.media-keys";
-constexpr const char *customKeyBindingsKey = "custom-keybindings";
-constexpr const char *customKeyBindingSchema = "org.gnome.settings-daemon.plugins.media-keys.custom-keybinding";
-
-// g_settings_new() aborts the process for a schema that is not installed; a lookup answers null instead.
-Schema lookUp(const char *schemaId)
-{
-    GSettingsSchemaSource *source = g_settings_schema_source_get_default(); // not ours; null without schemas
-    return Schema(source ? g_settings_schema_source_lookup(source, schemaId, TRUE) : nullptr);
-}
-
-// GSettings aborts for a relocatable schema at a path that is not "/" … "/" without empty elements.
-bool isValidPath(const char *path)
-{
-    const std::size_t length = std::strlen(path);
-    return length >= 2 && path[0] == '/' && path[length - 1] == '/' && !std::strstr(path, "//");
-}
-
-bool hasKeyOfType(GSettingsSchema *schema, const char *name, const GVariantType *type)
-{
-    if (!g_settings_schema_has_key(schema, name))
-        return false;
-    const SchemaKey key(g_settings_schema_get_key(schema, name));
-    return g_variant_type_equal(g_settings_schema_key_get_value_type(key.get()), type);
-}
 
 // The text of every key of type "as" or "s"; keys of other types are not bindings.
 QStringList accelerators(GSettings *settings, GSettingsSchema *schema)
@@ -92,7 +44,8 @@ QStringList accelerators(GSettings *settings, GSettingsSchema *schema)
     return texts;
 }
 
-// The user's own commands: media-keys lists the paths at which the relocatable schema holds each one.
+// The user's own commands: media-keys lists the paths at which the relocatable schema holds each one. The
+// program's own entries (GnomeCustomKeyBindingService) are its hot keys, not the desktop's.
 QStringList customAccelerators(GSettings *mediaKeys)
 {
     QStringList texts;
@@ -101,22 +54,12 @@ QStringList customAccelerators(GSettings *mediaKeys)
         return texts;
     const Strv paths(g_settings_get_strv(mediaKeys, customKeyBindingsKey));
     for (gchar **path = paths.get(); *path; ++path) {
-        if (!isValidPath(*path))
+        if (!isValidPath(*path) || isOwnCustomKeyBinding(QString::fromUtf8(*path)))
             continue;
         const Settings settings(g_settings_new_full(schema.get(), nullptr, *path));
         texts += accelerators(settings.get(), schema.get());
     }
     return texts;
-}
-
-// dconf watches the settings it reads through GLib's shared session bus connection, which by default ends the
-// process with SIGTERM when the bus goes away. A Qt program decides itself when it ends.
-void keepRunningWhenTheBusCloses()
-{
-    if (GDBusConnection *bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
-        g_dbus_connection_set_exit_on_close(bus, FALSE);
-        g_object_unref(bus);
-    }
 }
 
 class GSettingsKeyBindings final : public DesktopKeyBindings {

@@ -9,10 +9,15 @@
 #include <utility>
 #include <vector>
 
+namespace TestSupport {
+
 // Sets environment variables while it lives, then puts back what was there before, unsetting what was unset.
 class ScopedEnvironment {
 public:
-    explicit ScopedEnvironment(std::initializer_list<std::pair<const char *, QString>> values)
+    using Values = std::vector<std::pair<const char *, QString>>;
+
+    ScopedEnvironment(std::initializer_list<Values::value_type> values) : ScopedEnvironment(Values(values)) {}
+    explicit ScopedEnvironment(const Values &values)
     {
         for (const auto &[name, value] : values) {
             m_saved.emplace_back(name, qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
@@ -34,3 +39,5 @@ public:
 private:
     std::vector<std::pair<QByteArray, std::optional<QByteArray>>> m_saved;
 };
+
+} // namespace TestSupport
