@@ -6,9 +6,8 @@
 #include <chrono>
 #include <cmath>
 
-void announce(const QString &status, ProgressHUDMode mode)
+void announce(ProgressHUD &hud, const QString &status, ProgressHUDMode mode)
 {
-    ProgressHUD &hud = ProgressHUD::shared();
     hud.show(status, std::move(mode));
     const auto delay = std::chrono::milliseconds(std::llround(displayTime(status) * 1000.0));
     hud.scheduleHideDelayed(delay, 1.0);

@@ -9,8 +9,10 @@
 #include "app/shortcut_names.h"
 #include "app/tray_icon_notice.h"
 #include "app/url_request.h"
+#include "hud/progress_hud.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/menu_binding.h"
+#include "keyboard_shortcuts/shortcut_center.h"
 #include "keyboard_shortcuts/shortcut_text.h"
 
 #include <QAction>
@@ -58,9 +60,11 @@ void copyToClipboard(Platform::Clipboard *clipboard, const QString &text)
 
 } // namespace
 
-AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, QObject *parent)
-    : QObject(parent), m_services(std::move(services)), m_statusItem(std::make_unique<QSystemTrayIcon>()),
-      m_tmpDir(std::move(runtimeDirectory)), m_mainMenu(std::make_unique<KeyEquivalentMenu>()),
+AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, AppCollaborators collaborators,
+                         QObject *parent)
+    : QObject(parent), m_services(std::move(services)), m_collaborators(std::move(collaborators)),
+      m_statusItem(std::make_unique<QSystemTrayIcon>()), m_tmpDir(std::move(runtimeDirectory)),
+      m_mainMenu(std::make_unique<KeyEquivalentMenu>()),
       m_appStoreReview(m_services.storeReview.get(), SCRIVLET_IS_STORE_VERSION)
 {
     m_historyMenu = new QAction(QStringLiteral("History"), m_mainMenu.get());
@@ -68,6 +72,15 @@ AppDelegate::AppDelegate(Platform::Services services, QString runtimeDirectory, 
                                                   m_services.clipboard.get(), m_services.captureToolPackages, m_tmpDir);
     connect(m_captureStep.get(), &CaptureStep::failed, this, &AppDelegate::reportFailure);
     connect(&m_history, &CaptureHistory::changed, this, &AppDelegate::buildHistoryMenu);
+    if (!m_collaborators.shortcutCenter)
+        m_collaborators.shortcutCenter = &KeyboardShortcuts::center;
+    if (!m_collaborators.hud)
+        m_collaborators.hud = &ProgressHUD::shared;
+}
+
+void AppDelegate::announce(const QString &status, ProgressHUDMode mode)
+{
+    ::announce(m_collaborators.hud(), status, std::move(mode));
 }
 
 void AppDelegate::reportFailure(const QString &message)
@@ -96,8 +109,9 @@ void AppDelegate::adviseOnTrayIcon()
     if (!m_services.notifier)
         return;
     std::optional<QString> shortcut;
-    if (KeyboardShortcuts::isHotKeyRegistered(toggleUnicornMode())) {
-        if (const auto stored = KeyboardShortcuts::storedShortcut(toggleUnicornMode()))
+    KeyboardShortcuts::ShortcutCenter &center = m_collaborators.shortcutCenter();
+    if (center.isHotKeyRegistered(toggleUnicornMode())) {
+        if (const auto stored = center.storedShortcut(toggleUnicornMode()))
             shortcut = KeyboardShortcuts::displayText(*stored);
     }
     const std::optional<Platform::Notice> notice =
@@ -117,7 +131,8 @@ void AppDelegate::adviseOnTrayIcon()
 void AppDelegate::setUpStatusItem()
 {
     // The capture starts when the keys are released, so that they do not reach the selection tool.
-    KeyboardShortcuts::addKeyUpAction(toggleUnicornMode(), [this] { getText(); });
+    m_grabShortcut = m_collaborators.shortcutCenter().keySignals(KeyboardShortcuts::EventType::keyUp,
+                                                                 toggleUnicornMode(), [this] { getText(); });
     m_statusItem->setIcon(QIcon(QStringLiteral(":/icons/ScrivletIcon1.svg")));
     m_statusItem->setToolTip(QStringLiteral("Scrivlet"));
     buildMainMenu();

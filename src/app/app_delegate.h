@@ -4,6 +4,8 @@
 #include "app/capture_history.h"
 #include "app/capture_step.h"
 #include "app/preferences.h"
+#include "hud/progress_hud_options.h"
+#include "keyboard_shortcuts/key_event_stream.h"
 #include "platform/barcode_observation.h"
 #include "platform/platform.h"
 
@@ -14,13 +16,25 @@
 #include <QUrl>
 
 #include <deque>
+#include <functional>
 #include <memory>
 
+class ProgressHUD;
 class QAction;
 class QMenu;
 class QMessageBox;
 class QSystemTrayIcon;
 class SettingsWindowController;
+namespace KeyboardShortcuts {
+class ShortcutCenter;
+}
+
+// The process-wide objects the delegate works with, reached when needed, so that the HUD is made only when first
+// shown. Empty accessors mean the program's shared ones; tests hand in their own.
+struct AppCollaborators {
+    std::function<KeyboardShortcuts::ShortcutCenter &()> shortcutCenter;
+    std::function<ProgressHUD &()> hud;
+};
 
 // The one controller of the program: owns the tray icon and its menu, and turns menu choices, URL requests and
 // the global shortcut into captures. Lives on the main thread for the whole process.
@@ -28,8 +42,10 @@ class AppDelegate : public QObject {
     Q_OBJECT
 public:
     // runtimeDirectory is the private directory captures are written to (ends with "/"); empty when there is
-    // none, and then every capture ends before the tool starts.
-    AppDelegate(Platform::Services services, QString runtimeDirectory, QObject *parent = nullptr);
+    // none, and then every capture ends before the tool starts. What the delegate registers with the
+    // collaborators goes with it.
+    AppDelegate(Platform::Services services, QString runtimeDirectory, AppCollaborators collaborators = {},
+                QObject *parent = nullptr);
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();
@@ -70,8 +86,11 @@ private:
     void setUpStatusItem();
     void buildMainMenu();
     void openUrl(const QUrl &url);
+    void announce(const QString &status, ProgressHUDMode mode);
 
     Platform::Services m_services;
+    AppCollaborators m_collaborators;
+    KeyboardShortcuts::KeyEventStream m_grabShortcut;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<SettingsWindowController> m_settingsWindowController;
     QString m_tmpDir;

@@ -4,8 +4,10 @@
 #include "app/settings_window_controller.h"
 #include "app/shortcut_names.h"
 #include "hud/progress_hud.h"
+#include "keyboard_shortcuts/fake_hot_key_service.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/menu_item_lookup.h"
+#include "keyboard_shortcuts/shortcut_center.h"
 #include "platform/qt_clipboard.h"
 #include "support/fake_platform.h"
 #include "support/stdout_capture.h"
@@ -55,9 +57,11 @@ private:
     FakeBarcodeDetection *m_barcodes = nullptr;
     FakeWidgetCenter *m_widgets = nullptr;
     FakeNotifier *m_notifier = nullptr;
+    // A HUD of each test's own, so that a hide still pending from one test cannot clear the next one's status.
+    std::unique_ptr<ProgressHUD> m_hud;
     std::unique_ptr<AppDelegate> m_delegate;
 
-    QString hudStatus() const { return ProgressHUD::shared().statusLabel()->text(); }
+    QString hudStatus() const { return m_hud->statusLabel()->text(); }
     static QStringList storedHistory() { return textHistory(sharedDefaults()); }
 
     // Runs one text capture of a region that the fake engine reads as these lines.
@@ -76,23 +80,28 @@ private:
         setTextHistory(shared, history);
     }
 
-private slots:
-    void init()
+    // The program's shortcut centre, and the test's HUD.
+    AppCollaborators hudOnly()
     {
-        storeHistory({});
-        UserDefaults shared = sharedDefaults();
-        shared.remove(Keys::textHistory);
+        return {{}, [this]() -> ProgressHUD & { return *m_hud; }};
+    }
+
+    // Fakes of every service but the clipboard, which is the real one; the fakes are reachable through the members.
+    Platform::Services makeServices()
+    {
         Platform::Services services;
         auto tool = std::make_unique<FakeRegionCaptureTool>();
         auto opener = std::make_unique<FakeUrlOpener>();
         auto text = std::make_unique<FakeTextRecognition>();
         auto barcodes = std::make_unique<FakeBarcodeDetection>();
         auto widgets = std::make_unique<FakeWidgetCenter>();
+        auto notifier = std::make_unique<FakeNotifier>();
         m_tool = tool.get();
         m_opener = opener.get();
         m_text = text.get();
         m_barcodes = barcodes.get();
         m_widgets = widgets.get();
+        m_notifier = notifier.get();
         m_tool->image = QImage(120, 40, QImage::Format_RGB32);
         m_tool->image.fill(Qt::white);
         services.captureTool = std::move(tool);
@@ -101,23 +110,57 @@ private slots:
         services.barcodeDetection = std::move(barcodes);
         services.widgetCenter = std::move(widgets);
         services.clipboard = std::make_unique<Platform::QtClipboard>();
-        auto notifier = std::make_unique<FakeNotifier>();
-        m_notifier = notifier.get();
         services.notifier = std::move(notifier);
         services.desktop = Platform::Desktop::gnome;
+        return services;
+    }
+
+private slots:
+    void init()
+    {
+        storeHistory({});
+        UserDefaults shared = sharedDefaults();
+        shared.remove(Keys::textHistory);
         UserDefaults standard = UserDefaults::standard();
         for (const QString &key :
              {QStringLiteral("IgnoreLineBreaks"), Keys::numberOfUsages, QStringLiteral("trayIconNoticeShown")})
             standard.remove(key);
         QGuiApplication::clipboard()->setText(QStringLiteral("what the user had"));
-        m_delegate = std::make_unique<AppDelegate>(std::move(services), m_xdg.runtimeDir() + QLatin1Char('/'));
+        m_hud = std::make_unique<ProgressHUD>();
+        m_delegate = std::make_unique<AppDelegate>(makeServices(), m_xdg.runtimeDir() + QLatin1Char('/'), hudOnly());
     }
 
     void cleanup()
     {
         m_delegate.reset();
-        // A long message's hide, still pending, would clear the next test's status.
-        ProgressHUD::shared().hide(false);
+        m_hud.reset();
+    }
+
+    void theShortcutCapturesWhileTheDelegateLives()
+    {
+        m_delegate.reset();
+        FakeHotKeyService hotKeys;
+        KeyboardShortcuts::ShortcutCenter center(hotKeys, UserDefaults::standard());
+        const auto restore = qScopeGuard([&center] { center.resetToDefaults({toggleUnicornMode()}); });
+        const auto shortcut =
+            KeyboardShortcuts::Shortcut::fromKey(KeyboardShortcuts::Key::g, Qt::ControlModifier | Qt::AltModifier);
+        center.storeShortcut(shortcut, toggleUnicornMode());
+        const AppCollaborators collaborators{[&center]() -> KeyboardShortcuts::ShortcutCenter & { return center; },
+                                             [this]() -> ProgressHUD & { return *m_hud; }};
+        m_delegate =
+            std::make_unique<AppDelegate>(makeServices(), m_xdg.runtimeDir() + QLatin1Char('/'), collaborators);
+        m_delegate->applicationDidFinishLaunching();
+        QCOMPARE(hotKeys.grabCount(shortcut), 1);
+        // On the key's release, so that the keys do not reach the selection tool.
+        QVERIFY(hotKeys.press(shortcut));
+        QCOMPARE(m_tool->captures, 0);
+        QVERIFY(hotKeys.release(shortcut));
+        QTRY_COMPARE(m_tool->captures, 1);
+
+        // Gone with the delegate: the grab is released and nothing is left behind to call.
+        m_delegate.reset();
+        QCOMPARE(hotKeys.grabCount(shortcut), 0);
+        QCOMPARE(center.isHotKeyRegistered(toggleUnicornMode()), false);
     }
 
     void theTrayItemGetsItsIconAndMenuAtLaunch()
@@ -342,8 +385,8 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), expected);
         QTRY_COMPARE(storedHistory(), QStringList{expected});
         QCOMPARE(hudStatus(), QStringLiteral("Copied Text!"));
-        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::success));
-        QVERIFY(ProgressHUD::shared().hasScheduledHide());
+        QCOMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::success));
+        QVERIFY(m_hud->hasScheduledHide());
         QVERIFY2(output.text().contains("[\"alpha\", \"beta\"]\n"), output.text().constData());
         QCOMPARE(m_text->images, QList<QSize>{QSize(120, 40)});
         QCOMPARE(numberOfUsages(UserDefaults::standard()), 1);
@@ -366,7 +409,7 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("what the user had"));
         QCOMPARE(storedHistory(), QStringList{QStringLiteral("older")});
         QCOMPARE(hudStatus(), QStringLiteral("No Text"));
-        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::text));
+        QCOMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::text));
         QCOMPARE(numberOfUsages(UserDefaults::standard()), 0);
     }
 
@@ -377,9 +420,9 @@ private slots:
         FakeRegionCaptureTool *withoutEngines = tool.get();
         services.captureTool = std::move(tool);
         services.urlOpener = std::make_unique<FakeUrlOpener>();
-        AppDelegate delegate(std::move(services), m_xdg.runtimeDir() + QLatin1Char('/'));
+        AppDelegate delegate(std::move(services), m_xdg.runtimeDir() + QLatin1Char('/'), hudOnly());
         delegate.getText();
-        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::error));
+        QCOMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::error));
         QVERIFY2(hudStatus().contains(QStringLiteral("tesseract-ocr-eng")), qPrintable(hudStatus()));
         delegate.readQRCode();
         QCOMPARE(withoutEngines->captures, 0);
@@ -391,7 +434,7 @@ private slots:
         m_tool->image = QImage();
         m_tool->bytes = QByteArray("not an image");
         m_delegate->getText();
-        QTRY_COMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::error));
+        QTRY_COMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::error));
         QVERIFY(m_text->images.isEmpty());
     }
 
@@ -443,7 +486,7 @@ private slots:
         QTRY_COMPARE(QGuiApplication::clipboard()->text(), payload);
         QTRY_COMPARE(storedHistory(), QStringList{payload});
         QCOMPARE(hudStatus(), QStringLiteral("Copied Text from QR Code!"));
-        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::success));
+        QCOMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::success));
         QVERIFY(output.text().contains("Observations are [QRCode \"Gr"));
     }
 
@@ -464,7 +507,7 @@ private slots:
         m_delegate->readQRCode();
         QTRY_COMPARE(m_barcodes->requests, 1);
         QTRY_COMPARE(hudStatus(), QStringLiteral("No QR Code detected"));
-        QCOMPARE(ProgressHUD::shared().mode(), ProgressHUDMode(ProgressHUDMode::info));
+        QCOMPARE(m_hud->mode(), ProgressHUDMode(ProgressHUDMode::info));
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("what the user had"));
         QCOMPARE(storedHistory(), QStringList());
     }

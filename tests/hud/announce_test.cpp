@@ -8,7 +8,7 @@
 #include <QTest>
 #include <QTimer>
 
-// announce() on the shared HUD, with the real timers of the main event loop.
+// announce() on a HUD of its own, with the real timers of the main event loop.
 class AnnounceTest : public QObject {
     Q_OBJECT
 private slots:
@@ -16,17 +16,17 @@ private slots:
 };
 
 namespace {
-// When (ms since `clock` started) each willDisappear of the shared HUD was posted, and with which label.
+// When (ms since `clock` started) each willDisappear of the HUD was posted, and with which label.
 struct HideLog : QObject {
-    explicit HideLog(const QElapsedTimer &clock)
+    HideLog(const ProgressHUD &hud, const QElapsedTimer &clock)
     {
         connect(&NotificationCenter::defaultCenter(), &NotificationCenter::posted, this,
-                [this, &clock](const QString &name, QObject *object) {
-                    if (object != &ProgressHUD::shared())
+                [this, &hud, &clock](const QString &name, QObject *object) {
+                    if (object != &hud)
                         return;
                     if (name == QString(ProgressHUD::willDisappearNotification)) {
                         hideTimes << clock.elapsed();
-                        labels << ProgressHUD::shared().statusLabel()->text();
+                        labels << hud.statusLabel()->text();
                     } else if (name == QString(ProgressHUD::didDisappearNotification)) {
                         ++completed;
                     }
@@ -42,13 +42,13 @@ void AnnounceTest::twoTextsOneSecondApartHideOnce()
 {
     QElapsedTimer clock;
     clock.start();
-    HideLog log(clock);
-    ProgressHUD &hud = ProgressHUD::shared();
-    announce(QStringLiteral("Copied Text!"), ProgressHUDMode::success);
+    ProgressHUD hud;
+    HideLog log(hud, clock);
+    announce(hud, QStringLiteral("Copied Text!"), ProgressHUDMode::success);
     QVERIFY(!hud.isHidden());
     QCOMPARE(hud.mode().kind, ProgressHUDMode::success);
     QCOMPARE(hud.statusLabel()->text(), QStringLiteral("Copied Text!"));
-    QTimer::singleShot(1000, this, [] { announce(QStringLiteral("No Text"), ProgressHUDMode::text); });
+    QTimer::singleShot(1000, this, [&hud] { announce(hud, QStringLiteral("No Text"), ProgressHUDMode::text); });
     QTRY_COMPARE_WITH_TIMEOUT(log.completed, 1, 8000);
     // The first text's hide (2 s, early by up to 5 %) ends the second text; the second's own (3 s) comes later.
     QCOMPARE(log.labels, QStringList{QStringLiteral("No Text")});
