@@ -113,11 +113,10 @@ void ProgressHUD::show(const QString &status, ProgressHUDMode mode)
     }
     updateIndicators();
     setStatus(status);
-    if (!m_containerView) {
-        // Shape the window to this layout before it is mapped, so that it never covers the screen unshaped.
-        layoutContents();
+    // Before the window is mapped, so that it never covers the screen unshaped.
+    layoutContents();
+    if (!m_containerView)
         m_window->showWindow();
-    }
     appear(true);
 }
 
@@ -141,7 +140,7 @@ void ProgressHUD::watchContainer(QWidget *container)
 bool ProgressHUD::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == parentWidget() && event->type() == QEvent::Resize)
-        setGeometry(parentWidget()->rect());
+        relayout();
     return QWidget::eventFilter(watched, event);
 }
 
@@ -348,12 +347,19 @@ HudLayout ProgressHUD::layoutContents()
             panel = toTopLeftOrigin(layout.panel, height);
         m_window->setPanelShape(panel, m_cornerRadius);
     }
+    m_layout = layout;
     return layout;
+}
+
+void ProgressHUD::relayout()
+{
+    layoutContents();
+    update();
 }
 
 void ProgressHUD::paintEvent(QPaintEvent *event)
 {
-    const HudLayout layout = layoutContents();
+    const HudLayout &layout = m_layout;
     QPainter painter(this);
     if (!painter.isActive())
         return;
@@ -426,19 +432,19 @@ void ProgressHUD::setStyle(const ProgressHUDStyle &style)
 void ProgressHUD::setMaskType(const ProgressHUDMaskType &maskType)
 {
     m_maskType = maskType;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setPosition(ProgressHUDPosition position)
 {
     m_position = position;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setStatusFont(const QFont &font)
 {
     m_font = font;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setOpacity(double opacity)
@@ -450,25 +456,25 @@ void ProgressHUD::setOpacity(double opacity)
 void ProgressHUD::setSpinnerSize(double size)
 {
     m_spinnerSize = size;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setMargin(double margin)
 {
     m_margin = margin;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setPadding(double padding)
 {
     m_padding = padding;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setCornerRadius(double radius)
 {
     m_cornerRadius = radius;
-    update();
+    relayout();
 }
 
 void ProgressHUD::setProgress(double progress)

@@ -100,7 +100,8 @@ public:
     HudWindow *hudWindow() const { return m_window.get(); }
     double alphaValue() const;
 
-    // The layout pass, also run by every repaint: covers the container, places the indicator and the label.
+    // The layout pass: covers the container, places the indicator and the label, shapes the window. It runs when
+    // what it depends on changes (status, mode, container size, the geometry settings); painting draws its result.
     HudLayout layoutContents();
 
 protected:
@@ -113,6 +114,7 @@ private:
     void updateIndicators();
     void removeIndicator();
     void setStatus(const QString &status);
+    void relayout();
     void appear(bool animated);
     void completeHide();
     void cancelScheduledHides();
@@ -150,6 +152,7 @@ private:
     bool m_ownsIndicator = false;
     std::unique_ptr<ProgressIndicatorLayer> m_progressIndicator;
     QSizeF m_size;
+    HudLayout m_layout;
     bool m_useAnimation = true;
     QLabel *m_statusLabel = nullptr; // child widget
     std::function<void()> m_completionHandler;
