@@ -1,5 +1,6 @@
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 
+#include "keyboard_shortcuts/platform_detection.h"
 #include "keyboard_shortcuts/shortcut_center.h"
 
 #include <QCoreApplication>

@@ -1,4 +1,4 @@
-#include "keyboard_shortcuts/platform_services.h"
+#include "keyboard_shortcuts/platform_detection.h"
 
 #include "keyboard_shortcuts/desktop/gnome_custom_key_binding_service.h"
 #include "keyboard_shortcuts/desktop/gsettings_key_bindings.h"
