@@ -95,6 +95,22 @@ void FinSpinner::stopTimer()
     m_animationTimer.reset();
 }
 
+void FinSpinner::startAnimation()
+{
+    setHidden(false);
+    setRunning(true);
+    setFposition(numFins() - 1);
+    setNeedsDisplay();
+    startTimer();
+}
+
+void FinSpinner::stopAnimation()
+{
+    setRunning(false);
+    stopTimer();
+    setNeedsDisplay();
+}
+
 void FinSpinner::advancePosition()
 {
     if (m_fins.empty())

@@ -57,6 +57,10 @@ public:
     double finOpacity(qsizetype i) const;
     qsizetype finCount() const { return static_cast<qsizetype>(m_fins.size()); }
 
+    // Shows the layer and steps from the last fin, so that the first step lights fin 0 (twelve o'clock).
+    void startAnimation();
+    // Stops stepping; the fins keep their opacities and the layer stays visible.
+    void stopAnimation();
     // One step: lights the next fin at once and lets it fade down to fadeDownOpacity.
     void advancePosition();
 

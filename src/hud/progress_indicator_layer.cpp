@@ -14,19 +14,3 @@ ProgressIndicatorLayer::~ProgressIndicatorLayer()
     setRunning(false);
     stopTimer();
 }
-
-void ProgressIndicatorLayer::startAnimation()
-{
-    setHidden(false);
-    setRunning(true);
-    setFposition(numFins() - 1);
-    setNeedsDisplay();
-    startTimer();
-}
-
-void ProgressIndicatorLayer::stopAnimation()
-{
-    setRunning(false);
-    stopTimer();
-    setNeedsDisplay();
-}

@@ -15,11 +15,6 @@ public:
 
     QColor color() const { return m_color; }
 
-    // Shows the layer and steps from the last fin, so that the first step lights fin 0 (twelve o'clock).
-    void startAnimation();
-    // Stops stepping; the fins keep their opacities and the layer stays visible.
-    void stopAnimation();
-
     void paint(QPainter &painter, const QRectF &hostArea) const { paintFins(painter, hostArea, m_color); }
 
 private:

@@ -40,22 +40,6 @@ void SpinningProgressIndicatorLayer::setForeColor(std::optional<QColor> color)
     setNeedsDisplay();
 }
 
-void SpinningProgressIndicatorLayer::startAnimation()
-{
-    setHidden(false);
-    setRunning(true);
-    setFposition(numFins() - 1);
-    setNeedsDisplay();
-    startTimer();
-}
-
-void SpinningProgressIndicatorLayer::stopAnimation()
-{
-    setRunning(false);
-    stopTimer();
-    setNeedsDisplay();
-}
-
 void SpinningProgressIndicatorLayer::paint(QPainter &painter, const QRectF &hostArea) const
 {
     painter.save();

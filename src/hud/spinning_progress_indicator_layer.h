@@ -23,9 +23,6 @@ public:
     // Re-creates the fins; a negative count is taken as none.
     using FinSpinner::setNumFins;
 
-    void startAnimation();
-    void stopAnimation();
-
     // Clears the host rectangle, then draws the fins, or in determinate mode the outline and the pie.
     void paint(QPainter &painter, const QRectF &hostArea) const;
 
