@@ -22,8 +22,9 @@ HotKeyRegistry::~HotKeyRegistry() = default;
 
 std::unique_ptr<HotKeyGrab> HotKeyRegistry::grab(HotKeyId id, const HotKey &hotKey)
 {
-    return m_service.grab(hotKey.shortcut, {[this, id] { press(id); }, [this, id] { release(id); },
-                                            [this, id] { lose(id); }, hotKey.name, hotKey.command});
+    return m_service.grab(hotKey.shortcut,
+                          {[this, id] { call(id, &HotKey::onKeyDown); }, [this, id] { call(id, &HotKey::onKeyUp); },
+                           [this, id] { lose(id); }, hotKey.name, hotKey.command});
 }
 
 std::optional<HotKeyRegistry::HotKeyId> HotKeyRegistry::addHotKey(Shortcut shortcut, Callback onKeyDown,
@@ -160,25 +161,15 @@ void HotKeyRegistry::reportLossChanges(const std::vector<Shortcut> &shortcuts)
     }
 }
 
-void HotKeyRegistry::press(HotKeyId id)
+void HotKeyRegistry::call(HotKeyId id, Callback HotKey::*callback)
 {
     const auto found = m_hotKeys.find(id);
     if (found == m_hotKeys.end())
         return;
     // Copies: the callback may remove this very hot key.
     const Shortcut shortcut = found->second.shortcut;
-    const Callback onKeyDown = found->second.onKeyDown;
-    onKeyDown(shortcut);
-}
-
-void HotKeyRegistry::release(HotKeyId id)
-{
-    const auto found = m_hotKeys.find(id);
-    if (found == m_hotKeys.end())
-        return;
-    const Shortcut shortcut = found->second.shortcut;
-    const Callback onKeyUp = found->second.onKeyUp;
-    onKeyUp(shortcut);
+    const Callback call = found->second.*callback;
+    call(shortcut);
 }
 
 bool HotKeyRegistry::routeMenuKeyEvent(const QKeyEvent &event)
@@ -191,7 +182,7 @@ bool HotKeyRegistry::routeMenuKeyEvent(const QKeyEvent &event)
             return false;
         const HotKeyId id = held.value();
         m_heldInMenu.erase(held);
-        release(id);
+        call(id, &HotKey::onKeyUp);
         return true;
     }
     // With detectable auto-repeat a held key sends presses only; they are repeats of the first.
@@ -205,7 +196,7 @@ bool HotKeyRegistry::routeMenuKeyEvent(const QKeyEvent &event)
     if (match == m_hotKeys.end())
         return false;
     m_heldInMenu.insert(scanCode, match->first);
-    press(match->first);
+    call(match->first, &HotKey::onKeyDown);
     return true;
 }
 

@@ -70,8 +70,8 @@ private:
     };
 
     std::unique_ptr<HotKeyGrab> grab(HotKeyId id, const HotKey &hotKey);
-    void press(HotKeyId id);
-    void release(HotKeyId id);
+    // The hot key's onKeyDown or onKeyUp, if it is still there.
+    void call(HotKeyId id, Callback HotKey::*callback);
     void lose(HotKeyId id);
     void suspendAll();
     void resumeAll();
