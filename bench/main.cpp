@@ -68,7 +68,7 @@ public:
         // The helper loads the model at its start; waiting for a first job keeps that out of the figures.
         QImage blank(1, 1, QImage::Format_RGB32);
         blank.fill(Qt::white);
-        engines.m_helper->recognize(blank).waitForFinished();
+        engines.m_helper->recognize(blank, QStringLiteral("eng")).waitForFinished();
         return engines;
     }
 
@@ -77,7 +77,7 @@ public:
     std::vector<QString> recognize(const QImage &capture)
     {
         if (m_helper)
-            return m_helper->recognize(capture).result();
+            return m_helper->recognize(capture, QStringLiteral("eng")).result();
         return m_text ? m_text->recognize(capture) : std::vector<QString>();
     }
     std::vector<Platform::BarcodeObservation> detect(const QImage &capture)

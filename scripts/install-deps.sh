@@ -11,6 +11,8 @@ packages=(
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     # run: the English recognition model, Qt's X11 and SVG plugins, and a region selection tool
     tesseract-ocr-eng qt6-qpa-plugins libqt6svg6 maim slop desktop-file-utils
+    # run: more recognition languages, and the script detection that the automatic choice will use
+    tesseract-ocr-deu tesseract-ocr-fra tesseract-ocr-spa tesseract-ocr-rus tesseract-ocr-osd
     # run on Wayland: wl-copy (a clipboard that outlives Scrivlet), grim and slurp on wlroots desktops, and Qt's
     # Wayland plugin for sessions without XWayland
     wl-clipboard grim slurp qt6-wayland

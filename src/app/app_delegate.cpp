@@ -14,6 +14,8 @@
 #include "keyboard_shortcuts/menu_binding.h"
 #include "keyboard_shortcuts/shortcut_center.h"
 #include "keyboard_shortcuts/shortcut_text.h"
+#include "platform/recognition_languages.h"
+#include "platform/tesseract_text_recognizer.h"
 
 #include <QAction>
 #include <QApplication>
@@ -219,11 +221,32 @@ void AppDelegate::getText()
         return;
     }
     const bool ignoreLineBreaks = UserDefaults::standard().boolean(ignoreLineBreaksKey);
-    m_captureStep->run([this, ignoreLineBreaks](const QImage &image) {
-        m_services.textRecognition->recognize(image).then(
-            this,
-            [this, ignoreLineBreaks](const std::vector<QString> &lines) { deliverText(lines, ignoreLineBreaks); });
+    const QString languages = textLanguages();
+    m_captureStep->run([this, ignoreLineBreaks, languages](const QImage &image) {
+        m_services.textRecognition->recognize(image, languages)
+            .then(this, [this, ignoreLineBreaks](const std::vector<QString> &lines) {
+                deliverText(lines, ignoreLineBreaks);
+            });
     });
+}
+
+QString AppDelegate::textLanguages()
+{
+    const QStringList choice = recognitionLanguages(UserDefaults::standard());
+    const QStringList installed =
+        Platform::installedLanguages(QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder));
+    const QString desktop = Platform::desktopLanguage();
+    for (const QString &language : choice) {
+        if (!installed.contains(language) && !m_missingLanguagesSaid.contains(language)) {
+            m_missingLanguagesSaid << language;
+            printLine(QStringLiteral("Recognition language %1 is not installed (package %2): reading without it")
+                          .arg(language, Platform::debianPackage(language)));
+        }
+    }
+    const QString languages = Platform::chooseLanguages(choice, installed, desktop);
+    if (languages.section(u'+', 0, 0) != desktop)
+        printLine(QStringLiteral("Recognition language: ") + languages);
+    return languages;
 }
 
 void AppDelegate::deliverText(const std::vector<QString> &lines, bool ignoreLineBreaks)

@@ -87,6 +87,9 @@ private:
     void buildMainMenu();
     void openUrl(const QUrl &url);
     void announce(const QString &status, ProgressHUDMode mode);
+    // The languages of the next text capture, as Tesseract takes them: the user's choice of those installed, else
+    // the desktop's language and English.
+    QString textLanguages();
 
     Platform::Services m_services;
     AppCollaborators m_collaborators;
@@ -102,4 +105,5 @@ private:
     QPointer<QMessageBox> m_aboutBox;
     std::deque<QUrl> m_pendingUrls;
     bool m_openingUrls = false;
+    QStringList m_missingLanguagesSaid; // chosen languages whose models are gone, said once each
 };

@@ -7,6 +7,7 @@
 namespace {
 const QString lastReviewRequestedAtKey = QStringLiteral("lastReviewRequestedAt");
 const QString trayIconNoticeShownKey = QStringLiteral("trayIconNoticeShown");
+const QString recognitionLanguagesKey = QStringLiteral("RecognitionLanguages");
 } // namespace
 
 UserDefaults sharedDefaults()
@@ -66,6 +67,19 @@ void setLastReviewRequestedAt(UserDefaults &defaults, const QDateTime &time)
 {
     // Milliseconds divided toward zero, so that times before 1970 drop their fraction the same way.
     defaults.setInteger(lastReviewRequestedAtKey, time.toMSecsSinceEpoch() / 1000);
+}
+
+QStringList recognitionLanguages(const UserDefaults &defaults)
+{
+    return defaults.stringArray(recognitionLanguagesKey).value_or(QStringList());
+}
+
+void setRecognitionLanguages(UserDefaults &defaults, const QStringList &languages)
+{
+    if (languages.isEmpty())
+        defaults.remove(recognitionLanguagesKey);
+    else
+        defaults.setStringArray(recognitionLanguagesKey, languages);
 }
 
 bool trayIconNoticeShown(const UserDefaults &defaults)

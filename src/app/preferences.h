@@ -36,6 +36,11 @@ qint64 incrementNumberOfUsages(UserDefaults &defaults);
 QDateTime lastReviewRequestedAt(const UserDefaults &defaults);
 void setLastReviewRequestedAt(UserDefaults &defaults, const QDateTime &time);
 
+// The recognition languages the user chose, first one primary, as Tesseract names their models ("deu", "fra");
+// empty for "Automatic", also when the stored value is not an array of strings.
+QStringList recognitionLanguages(const UserDefaults &defaults);
+void setRecognitionLanguages(UserDefaults &defaults, const QStringList &languages);
+
 // Whether a start without a tray icon has told the user how to get one; absent reads as false.
 bool trayIconNoticeShown(const UserDefaults &defaults);
 void setTrayIconNoticeShown(UserDefaults &defaults);

@@ -1,21 +1,36 @@
 #include "app/settings_window_controller.h"
 
 #include "app/grab_command.h"
+#include "app/preferences.h"
 #include "app/settings_window_layout.h"
 #include "app/shortcut_names.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
 #include "keyboard_shortcuts/recorder_cocoa.h"
 #include "launch_at_login/kvo.h"
+#include "platform/recognition_languages.h"
+#include "platform/tesseract_text_recognizer.h"
 #include "ui_settings_window_controller.h"
 #include "user_defaults/user_defaults.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QWidget>
 
 namespace {
 
 const QString ignoreLineBreaksKey = QStringLiteral("IgnoreLineBreaks");
+
+// Offered even when not installed, so that the window can say which package brings them.
+const QStringList commonLanguages{QStringLiteral("deu"), QStringLiteral("fra"), QStringLiteral("spa"),
+                                  QStringLiteral("ita"), QStringLiteral("por"), QStringLiteral("nld"),
+                                  QStringLiteral("pol"), QStringLiteral("rus"), QStringLiteral("ukr"),
+                                  QStringLiteral("tur"), QStringLiteral("jpn"), QStringLiteral("chi_sim")};
+
+QStringList installedModels()
+{
+    return Platform::installedLanguages(QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder));
+}
 
 // Notes under a control: a little smaller and in the placeholder's colour, as desktops draw them.
 void showAsNote(QWidget *label)
@@ -60,6 +75,11 @@ KeyboardShortcuts::RecorderCocoa *SettingsWindowController::recorder() const
     return m_recorder;
 }
 
+QComboBox *SettingsWindowController::languageComboBox() const
+{
+    return m_ui ? m_ui->languageComboBox : nullptr;
+}
+
 QCheckBox *SettingsWindowController::ignoreLineBreaksCheckBoxButton() const
 {
     return m_ignoreLineBreaksCheckBoxButton;
@@ -92,6 +112,9 @@ void SettingsWindowController::windowDidLoad()
     showAsNote(m_ui->shortcutHintLabel);
     m_ui->shortcutHintLabel->setTextInteractionFlags(Qt::TextSelectableByMouse); // the command, to copy
     showAsNote(m_ui->ignoreLineBreaksNoteLabel);
+    showAsNote(m_ui->languageNoteLabel);
+    m_ui->languageNoteLabel->setTextInteractionFlags(Qt::TextSelectableByMouse); // the package, to copy
+    connect(m_ui->languageComboBox, &QComboBox::activated, this, &SettingsWindowController::languageChosen);
     const auto followShortcut = [this](const KeyboardShortcuts::Name &name) {
         if (name == toggleUnicornMode())
             showShortcutHint();
@@ -120,6 +143,67 @@ void SettingsWindowController::showStoredValues()
     m_ignoreLineBreaksCheckBoxButton->setChecked(UserDefaults::standard().boolean(ignoreLineBreaksKey));
     m_ui->launchAtLoginCheckBox->setChecked(m_launchAtLogin->isEnabled());
     showShortcutHint();
+    fillLanguages(); // models may have been installed or removed since
+    showLanguage();
+}
+
+void SettingsWindowController::fillLanguages()
+{
+    QComboBox *box = m_ui->languageComboBox;
+    box->clear();
+    box->addItem(QStringLiteral("Automatic"), QString());
+    const QStringList installed = installedModels();
+    const auto byName = [](QStringList languages) {
+        std::sort(languages.begin(), languages.end(), [](const QString &a, const QString &b) {
+            return Platform::languageName(a).localeAwareCompare(Platform::languageName(b)) < 0;
+        });
+        return languages;
+    };
+    for (const QString &language : byName(installed))
+        box->addItem(Platform::languageName(language), language);
+    QStringList missing = commonLanguages;
+    for (const QString &language : recognitionLanguages(UserDefaults::standard())) {
+        if (!missing.contains(language))
+            missing << language;
+    }
+    missing.removeIf([&installed](const QString &language) { return installed.contains(language); });
+    if (!missing.isEmpty())
+        box->insertSeparator(box->count());
+    for (const QString &language : byName(missing))
+        box->addItem(QStringLiteral("%1 (not installed)").arg(Platform::languageName(language)), language);
+}
+
+void SettingsWindowController::languageChosen(int index)
+{
+    const QString language = m_ui->languageComboBox->itemData(index).toString();
+    UserDefaults defaults = UserDefaults::standard();
+    setRecognitionLanguages(defaults, language.isEmpty() ? QStringList() : QStringList{language});
+    showLanguage();
+}
+
+void SettingsWindowController::showLanguage()
+{
+    const QStringList chosen = recognitionLanguages(UserDefaults::standard());
+    QComboBox *box = m_ui->languageComboBox;
+    box->setCurrentIndex(std::max(0, box->findData(chosen.value(0))));
+    const QStringList installed = installedModels();
+    QStringList missing = chosen;
+    missing.removeIf([&installed](const QString &language) { return installed.contains(language); });
+    QString note;
+    if (!missing.isEmpty()) {
+        QStringList packages;
+        for (const QString &language : missing)
+            packages << Platform::debianPackage(language);
+        note = QStringLiteral("Install %1 to read it.").arg(packages.join(QStringLiteral(" ")));
+    } else if (chosen.size() > 1) {
+        QStringList names;
+        for (const QString &language : chosen.mid(1))
+            names << Platform::languageName(language);
+        note = QStringLiteral("Then: ") + names.join(QStringLiteral(", "));
+    }
+    QLabel *label = m_ui->languageNoteLabel;
+    label->setText(label->fontMetrics().elidedText(note, Qt::ElideRight, label->width()));
+    label->setToolTip(note);
 }
 
 void SettingsWindowController::ignoreLineBreaksValueChanged()

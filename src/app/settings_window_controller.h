@@ -9,6 +9,7 @@
 #include <memory>
 
 class QCheckBox;
+class QComboBox;
 class QWidget;
 
 namespace Ui {
@@ -21,7 +22,8 @@ namespace LaunchAtLogin {
 class KVO;
 }
 
-// Runs the settings window: launch at login, the line-joining preference and the recorder of the capture shortcut.
+// Runs the settings window: the recognition language, launch at login, the line-joining preference and the
+// recorder of the capture shortcut.
 // Created by the application on first use and kept until the process ends; the window is built when first shown.
 // Every change is stored at once.
 class SettingsWindowController : public QObject {
@@ -36,12 +38,16 @@ public:
     KeyboardShortcuts::RecorderCocoa *recorder() const;
     QCheckBox *ignoreLineBreaksCheckBoxButton() const;
     LaunchAtLogin::KVO &launchAtLogin() const { return *m_launchAtLogin; }
+    QComboBox *languageComboBox() const;
 
 private:
     void windowDidLoad();
     void ignoreLineBreaksValueChanged();
     void showStoredValues();
     void showShortcutHint();
+    void fillLanguages();
+    void languageChosen(int index);
+    void showLanguage();
 
     Platform::DisplayServer m_displayServer;
     LaunchAtLogin::KVO *m_launchAtLogin; // the module's shared object

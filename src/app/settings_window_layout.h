@@ -7,7 +7,8 @@
 // from the content's lower left corner and converted once to Qt's coordinates here.
 namespace SettingsWindowLayout {
 
-inline constexpr QSize contentSize{460, 216};
+// The recognition language row sits above the rest, which keeps its place counted from the bottom.
+inline constexpr QSize contentSize{460, 278};
 inline constexpr QRect recorderFrameYUp{194, 170, 150, 26};
 
 // A y-up rectangle in the coordinates of a content of that height, origin at the top left.

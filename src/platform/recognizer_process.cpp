@@ -38,6 +38,7 @@ struct Job {
     RecognizerJob kind = RecognizerJob::text;
     EncodedRequest request;
     std::function<void(std::optional<RecognizerReply>)> settle; // empty: the helper failed, nothing found
+    QString languages; // of a text job; empty for the others, which any helper serves
 };
 
 // The job for an image and the future it resolves; no job when the image cannot be read, and the future is then
@@ -59,14 +60,17 @@ std::pair<QFuture<Result>, std::optional<Job>> makeJob(RecognizerJob kind, const
         promise->finish();
         return {future, std::nullopt};
     }
-    Job job{kind, std::move(*request), [promise](std::optional<RecognizerReply> reply) {
+    Job job{kind,
+            std::move(*request),
+            [promise](std::optional<RecognizerReply> reply) {
                 Result result{};
                 if (reply)
                     if (Result *found = std::get_if<Result>(&*reply))
                         result = std::move(*found);
                 promise->addResult(std::move(result));
                 promise->finish();
-            }};
+            },
+            {}};
     return {future, std::move(job)};
 }
 
@@ -146,7 +150,8 @@ private:
         m_restartTimer.stop();
         m_process.reset(new QProcess);
         m_process->setProgram(m_program);
-        m_process->setArguments({QStringLiteral("--parent"), QString::number(QCoreApplication::applicationPid())});
+        m_process->setArguments({QStringLiteral("--parent"), QString::number(QCoreApplication::applicationPid()),
+                                 QStringLiteral("--languages"), m_languages});
         // libgomp reads the limit when it loads, before the helper's main() could set it.
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("OMP_THREAD_LIMIT"), QStringLiteral("1"));
@@ -202,6 +207,12 @@ private:
     {
         if (m_current || m_queue.empty())
             return;
+        const QString &languages = m_queue.front().languages;
+        if (!languages.isEmpty() && languages != m_languages) {
+            // Models are loaded once, when the helper starts: other languages take another helper.
+            dropHelper();
+            m_languages = languages;
+        }
         if (!m_process && !startHelper()) {
             // Nothing can be read: every job waiting finds nothing, each with its own line.
             while (!m_queue.empty()) {
@@ -318,6 +329,7 @@ private:
     bool m_ready = false;  // the running helper has loaded its engines
     int m_quickDeaths = 0; // helpers in a row that were never ready
     QString m_startError;
+    QString m_languages = QStringLiteral("eng"); // what the helper loads, or will load when started
     std::deque<Job> m_queue;
     std::optional<Job> m_current; // handed to the helper
     QByteArray m_reply;           // of the current job, as far as it has arrived
@@ -340,11 +352,13 @@ RecognizerProcess::~RecognizerProcess()
     m_thread.wait();
 }
 
-QFuture<std::vector<QString>> RecognizerProcess::recognize(QImage image)
+QFuture<std::vector<QString>> RecognizerProcess::recognize(QImage image, QString languages)
 {
     auto [future, job] = makeJob<std::vector<QString>>(RecognizerJob::text, image);
-    if (job)
+    if (job) {
+        job->languages = languages.isEmpty() ? QStringLiteral("eng") : std::move(languages);
         m_session->post(std::move(*job));
+    }
     return future;
 }
 

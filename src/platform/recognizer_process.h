@@ -18,7 +18,8 @@ namespace Platform {
 // started again whenever it dies; jobs of both kinds are served one at a time, in the order made, by a thread the
 // client owns. A job that fails (the helper crashed, took longer than the time limit, or answered something
 // malformed) resolves with nothing found, writes one warning and emits jobFailed; the next job goes to a fresh
-// helper. Destroying the client kills the helper and cancels the jobs still waiting.
+// helper. The helper holds the models of one choice of languages, warm; a text job in other languages replaces it
+// with one that loads theirs. Destroying the client kills the helper and cancels the jobs still waiting.
 class RecognizerProcess final : public QObject, public TextRecognition, public BarcodeDetection {
     Q_OBJECT
 
@@ -33,7 +34,7 @@ public:
     RecognizerProcess(const RecognizerProcess &) = delete;
     RecognizerProcess &operator=(const RecognizerProcess &) = delete;
 
-    [[nodiscard]] QFuture<std::vector<QString>> recognize(QImage image) override;
+    [[nodiscard]] QFuture<std::vector<QString>> recognize(QImage image, QString languages) override;
     [[nodiscard]] QFuture<std::vector<BarcodeObservation>> detect(QImage image) override;
     // A job that makes the helper abort, as a crash inside an engine would; for tests of the recovery.
     [[nodiscard]] QFuture<std::vector<QString>> abortHelperForTesting();

@@ -66,19 +66,25 @@ bool TesseractTextRecognizer::hasEnglishModel(const QString &modelFolder)
     return QFileInfo(modelFolder + QStringLiteral("/eng.traineddata")).isReadable();
 }
 
-std::unique_ptr<TesseractTextRecognizer> TesseractTextRecognizer::load(const QString &modelFolder,
-                                                                       const TesseractTuning &tuning)
+std::unique_ptr<TesseractTextRecognizer>
+TesseractTextRecognizer::load(const QString &modelFolder, const TesseractTuning &tuning, const QString &languages)
 {
-    if (!hasEnglishModel(modelFolder))
-        return nullptr;
+    // Tesseract would look for a missing model elsewhere and print to the terminal; refuse it here.
+    for (const QString &language : languages.split(u'+')) {
+        if (language.isEmpty() || language.contains(u"..") ||
+            !QFileInfo(modelFolder + u'/' + language + QStringLiteral(".traineddata")).isReadable())
+            return nullptr;
+    }
     Api api(new tesseract::TessBaseAPI);
     // Word lists are init-only settings, so they go through Init rather than SetVariable.
     const std::vector<std::string> names{"load_system_dawg", "load_freq_dawg", "debug_file"};
     const std::string dawg = tuning.useDictionary ? "1" : "0";
     const std::vector<std::string> values{dawg, dawg, "/dev/null"};
     const QByteArray folder = modelFolder.toLocal8Bit();
-    if (api->Init(folder.constData(), "eng", tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
-        qCWarning(lcText) << "cannot load the English text model from" << modelFolder;
+    const QByteArray models = languages.toUtf8();
+    if (api->Init(folder.constData(), models.constData(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values,
+                  false) != 0) {
+        qCWarning(lcText) << "cannot load the text models" << languages << "from" << modelFolder;
         return nullptr;
     }
     api->SetPageSegMode(static_cast<tesseract::PageSegMode>(tuning.pageSegMode));

@@ -21,7 +21,7 @@ struct TesseractTuning {
     bool restoreUnderscores = true; // see assembleLine()
 };
 
-// Tesseract's English LSTM model, loaded once, read on the calling thread. The recognition helper
+// Tesseract's LSTM models of one or more languages, loaded once, read on the calling thread. The recognition helper
 // (src/recognizer) owns one; the application reaches it only through that process (RecognizerProcess).
 class TesseractTextRecognizer final {
 public:
@@ -29,9 +29,11 @@ public:
 
     // Whether modelFolder holds a readable English model; a file check, the model is not loaded.
     [[nodiscard]] static bool hasEnglishModel(const QString &modelFolder = debianModelFolder);
-    // Empty when modelFolder holds no English model or the engine cannot load it.
-    [[nodiscard]] static std::unique_ptr<TesseractTextRecognizer> load(const QString &modelFolder = debianModelFolder,
-                                                                       const TesseractTuning & = {});
+    // languages as Tesseract takes them ("deu+eng"; see recognition_languages.h). Empty when modelFolder lacks
+    // one of their models or the engine cannot load them.
+    [[nodiscard]] static std::unique_ptr<TesseractTextRecognizer>
+    load(const QString &modelFolder = debianModelFolder, const TesseractTuning & = {},
+         const QString &languages = QStringLiteral("eng"));
     ~TesseractTextRecognizer();
     TesseractTextRecognizer(const TesseractTextRecognizer &) = delete;
     TesseractTextRecognizer &operator=(const TesseractTextRecognizer &) = delete;

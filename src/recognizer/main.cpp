@@ -37,10 +37,19 @@ int main(int argc, char **argv)
 {
     Platform::restartWithSingleThreadedOpenMP(argv);
     std::optional<pid_t> parent;
-    if (argc == 3 && std::strcmp(argv[1], "--parent") == 0)
-        parent = pidOf(argv[2]);
-    if (argc != 1 && !parent) {
-        std::fprintf(stderr, "usage: scrivlet-recognizer [--parent PID]\n");
+    QString languages = QStringLiteral("eng");
+    bool usage = false;
+    for (int i = 1; i < argc; i += 2) {
+        if (i + 1 < argc && std::strcmp(argv[i], "--parent") == 0 && (parent = pidOf(argv[i + 1])))
+            continue;
+        if (i + 1 < argc && std::strcmp(argv[i], "--languages") == 0 && argv[i + 1][0] != '\0') {
+            languages = QString::fromLocal8Bit(argv[i + 1]);
+            continue;
+        }
+        usage = true;
+    }
+    if (usage) {
+        std::fprintf(stderr, "usage: scrivlet-recognizer [--parent PID] [--languages LANG[+LANG...]]\n");
         return 2;
     }
     if (!Recognizer::endWithParent(parent))
@@ -52,6 +61,6 @@ int main(int argc, char **argv)
     ::fcntl(STDIN_FILENO, F_SETPIPE_SZ, pipeBytes);
     ::fcntl(STDOUT_FILENO, F_SETPIPE_SZ, pipeBytes);
 
-    Recognizer::Engines engines = Recognizer::Engines::load();
+    Recognizer::Engines engines = Recognizer::Engines::load(languages);
     return Recognizer::serveRequests(STDIN_FILENO, STDOUT_FILENO, engines);
 }

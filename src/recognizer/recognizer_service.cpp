@@ -127,11 +127,12 @@ std::optional<QByteArray> readAndAnswer(int input, const RecognizerRequestHeader
 
 } // namespace
 
-Engines Engines::load()
+Engines Engines::load(const QString &languages)
 {
-    Engines engines{Platform::TesseractTextRecognizer::load()};
+    Engines engines{Platform::TesseractTextRecognizer::load(
+        QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder), {}, languages)};
     if (!engines.text)
-        qCDebug(lcRecognizer) << "no English text model: text jobs find nothing";
+        qCWarning(lcRecognizer) << "no text model for" << languages << ": text jobs find nothing";
     return engines;
 }
 

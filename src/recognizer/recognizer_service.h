@@ -11,9 +11,10 @@ namespace Recognizer {
 
 // The engines, loaded once when the helper starts.
 struct Engines {
-    std::unique_ptr<Platform::TesseractTextRecognizer> text; // null without the English model: no text is found
+    std::unique_ptr<Platform::TesseractTextRecognizer> text; // null without the languages' models: no text is found
 
-    [[nodiscard]] static Engines load();
+    // languages as Tesseract takes them ("deu+eng").
+    [[nodiscard]] static Engines load(const QString &languages = QStringLiteral("eng"));
 };
 
 // Does what one request asks and returns the reply to write. The abort job does not return.

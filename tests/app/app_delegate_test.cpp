@@ -393,6 +393,26 @@ private slots:
         QTRY_COMPARE(menuTitle(m_delegate->historyMenu()->menu<QMenu *>()->actions().first()), expected);
     }
 
+    // The test runs in the C locale, so English is the desktop's language; the models are the machine's own.
+    void capturesAreReadInTheChosenLanguages()
+    {
+        m_delegate->applicationDidFinishLaunching();
+        UserDefaults standard = UserDefaults::standard();
+        const auto restore = qScopeGuard([&standard] { setRecognitionLanguages(standard, {}); });
+        grabText({QStringLiteral("x")});
+        setRecognitionLanguages(standard, {QStringLiteral("fra"), QStringLiteral("deu")});
+        TestSupport::StdoutCapture output;
+        grabText({QStringLiteral("x")});
+        // A chosen model removed since: read without it, said once.
+        setRecognitionLanguages(standard, {QStringLiteral("xyz")});
+        grabText({QStringLiteral("x")});
+        grabText({QStringLiteral("x")});
+        QCOMPARE(m_text->languages, (QStringList{QStringLiteral("eng"), QStringLiteral("fra+deu"),
+                                                 QStringLiteral("eng"), QStringLiteral("eng")}));
+        QVERIFY2(output.text().contains("Recognition language: fra+deu\n"), output.text().constData());
+        QCOMPARE(output.text().count("tesseract-ocr-xyz"), 1);
+    }
+
     void thePreferenceIsReadBeforeTheSelection()
     {
         m_delegate->applicationDidFinishLaunching();

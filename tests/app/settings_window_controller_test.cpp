@@ -2,6 +2,7 @@
 
 #include "../keyboard_shortcuts/other_x11_client.h"
 #include "app/grab_command.h"
+#include "app/preferences.h"
 #include "app/settings_window_layout.h"
 #include "app/shortcut_names.h"
 #include "keyboard_shortcuts/keyboard_shortcuts.h"
@@ -13,6 +14,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QScreen>
@@ -147,6 +149,40 @@ private slots:
         UserDefaults::standard().setBoolean(ignoreLineBreaksKey, true);
         m_controller->showWindow();
         QVERIFY(box->isChecked());
+    }
+
+    // The machine's own models: English, German, French, Spanish and Russian are installed by the test set-up.
+    void theRecognitionLanguageIsChosenAndAMissingOneNamesItsPackage()
+    {
+        UserDefaults standard = UserDefaults::standard();
+        const auto restore = qScopeGuard([&standard] { setRecognitionLanguages(standard, {}); });
+        setRecognitionLanguages(standard, {});
+        m_controller->showWindow();
+        QComboBox *box = m_controller->languageComboBox();
+        QLabel *note = m_controller->window()->findChild<QLabel *>(u"languageNoteLabel"_s);
+        QCOMPARE(box->currentText(), u"Automatic"_s);
+        QVERIFY(note->text().isEmpty());
+        const auto choose = [box](const QString &text) {
+            const int index = box->findText(text);
+            QVERIFY2(index >= 0, qPrintable(text));
+            box->setCurrentIndex(index);
+            emit box->activated(index);
+        };
+
+        choose(u"German"_s);
+        QCOMPARE(recognitionLanguages(standard), QStringList{u"deu"_s});
+        choose(u"Italian (not installed)"_s);
+        QCOMPARE(recognitionLanguages(standard), QStringList{u"ita"_s});
+        QVERIFY2(note->toolTip().contains(u"tesseract-ocr-ita"_s), qPrintable(note->toolTip()));
+        choose(u"Automatic"_s);
+        QVERIFY(!standard.contains(u"RecognitionLanguages"_s));
+        QVERIFY(note->text().isEmpty());
+
+        // A choice of several, made elsewhere, shows its first language and the others below.
+        setRecognitionLanguages(standard, {u"fra"_s, u"deu"_s});
+        m_controller->showWindow();
+        QCOMPARE(box->currentText(), u"French"_s);
+        QCOMPARE(note->toolTip(), u"Then: German"_s);
     }
 
     void launchAtLoginIsBoundBothWays()

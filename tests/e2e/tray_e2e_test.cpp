@@ -327,11 +327,11 @@ private slots:
             QVERIFY(window);
             QTest::qWait(300); // painted and able to take the focus
             // Where the form puts the boxes of "Launch at login" and "Ignore line breaks", and the recorder.
-            clickAt(window->topLeft() + QPoint(202, 96));
+            clickAt(window->topLeft() + QPoint(202, 158));
             QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(autostartFolder() + QStringLiteral("/scrivlet.desktop")), 5000);
-            clickAt(window->topLeft() + QPoint(202, 124));
+            clickAt(window->topLeft() + QPoint(202, 186));
             QTRY_VERIFY_WITH_TIMEOUT(storedSettings().value(QStringLiteral("IgnoreLineBreaks")).toBool(), 5000);
-            clickAt(window->topLeft() + QPoint(269, 33));
+            clickAt(window->topLeft() + QPoint(269, 95));
             QTest::qWait(300);
             tapKey(QStringLiteral("ctrl+alt+j"));
             QTRY_COMPARE_WITH_TIMEOUT(

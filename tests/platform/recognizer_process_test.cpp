@@ -27,6 +27,8 @@ using TestSupport::renderLines;
 
 namespace {
 
+const QString english = QStringLiteral("eng");
+
 QString helperProgram()
 {
     return qEnvironmentVariable("SCRIVLET_BINARY_DIR") + QStringLiteral("/src/app/scrivlet-recognizer");
@@ -166,7 +168,7 @@ private slots:
         QFETCH(QImage, image);
         QFETCH(QString, holds);
         RecognizerProcess client(helperProgram());
-        const std::vector<QString> lines = client.recognize(image).result();
+        const std::vector<QString> lines = client.recognize(image, english).result();
         const std::vector<BarcodeObservation> codes = client.detect(image).result();
         QCOMPARE(lines, m_engine->recognize(image));
         const std::vector<BarcodeObservation> inProcess = Platform::detectBarcodes(image);
@@ -178,13 +180,34 @@ private slots:
         QCOMPARE(!codes.empty(), holds == u"code");
     }
 
+    void otherLanguagesTakeAHelperWithTheirModelsThatStaysWarm()
+    {
+        RecognizerProcess client(helperProgram());
+        QVERIFY(!client.recognize(renderLines({QStringLiteral("warm")}), english).result().empty());
+        const std::optional<qint64> englishHelper = client.helperProcessId();
+        const QImage german = renderLines({QStringLiteral("Übergröße für Straßenmaße")});
+        QCOMPARE(client.recognize(german, QStringLiteral("deu")).result(),
+                 std::vector<QString>{QStringLiteral("Übergröße für Straßenmaße")});
+        const std::optional<qint64> germanHelper = client.helperProcessId();
+        QVERIFY(germanHelper && germanHelper != englishHelper);
+        // The same languages again, and a barcode job in between: no model is loaded again.
+        QVERIFY(client.detect(renderCode(QStringLiteral("code"))).result().size() == 1);
+        QCOMPARE(client.recognize(german, QStringLiteral("deu")).result().size(), 1u);
+        QCOMPARE(client.helperProcessId(), germanHelper);
+
+        // A model that is not installed finds nothing; the next job reads again.
+        QVERIFY(client.recognize(german, QStringLiteral("xyz")).result().empty());
+        QCOMPARE(client.recognize(renderLines({QStringLiteral("again")}), english).result(),
+                 std::vector<QString>{QStringLiteral("again")});
+    }
+
     void jobsAreServedInOrderWhicheverThreadAsks()
     {
         RecognizerProcess client(helperProgram());
         QFuture<std::vector<QString>> text;
         QFuture<std::vector<BarcodeObservation>> code;
         const std::unique_ptr<QThread> asker(QThread::create([&] {
-            text = client.recognize(renderLines({QStringLiteral("first")}));
+            text = client.recognize(renderLines({QStringLiteral("first")}), english);
             code = client.detect(renderCode(QStringLiteral("second")));
         }));
         asker->start();
@@ -242,7 +265,7 @@ private slots:
         RecognizerProcess client(helperProgram(), 2s);
         QElapsedTimer clock;
         clock.start();
-        const std::vector<QString> lines = client.recognize(busy).result();
+        const std::vector<QString> lines = client.recognize(busy, english).result();
         const qint64 elapsed = clock.elapsed();
         QVERIFY(lines.empty());
         QVERIFY2(elapsed >= 2000 && elapsed < 30000, qPrintable(QString::number(elapsed)));
@@ -300,7 +323,7 @@ private slots:
         QCOMPARE(client->detect(renderCode(QStringLiteral("ready"))).result().size(), size_t(1));
         const std::optional<qint64> pid = client->helperProcessId();
         QVERIFY(pid);
-        auto running = client->recognize(busy);
+        auto running = client->recognize(busy, english);
         auto waiting = client->detect(renderCode(QStringLiteral("waiting")));
         QElapsedTimer clock;
         clock.start();

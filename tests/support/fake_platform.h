@@ -60,16 +60,18 @@ public:
     bool hasHandlers = true;
 };
 
-// Reads the lines it is given from any image, and remembers the images it was shown.
+// Reads the lines it is given from any image, and remembers the images it was shown and in which languages.
 class FakeTextRecognition final : public Platform::TextRecognition {
 public:
-    QFuture<std::vector<QString>> recognize(QImage image) override
+    QFuture<std::vector<QString>> recognize(QImage image, QString languages) override
     {
         images.append(image.size());
+        this->languages.append(std::move(languages));
         return QtFuture::makeReadyFuture(lines);
     }
     std::vector<QString> lines;
     QList<QSize> images;
+    QStringList languages;
 };
 
 class FakeBarcodeDetection final : public Platform::BarcodeDetection {
