@@ -4,6 +4,7 @@
 
 #include "platform/captured_image.h"
 #include "platform/openmp_thread_limit.h"
+#include "platform/recognition_languages.h"
 #include "platform/recognizer_process.h"
 #include "platform/tesseract_text_recognizer.h"
 #include "platform/zxing_barcode_detector.h"
@@ -20,6 +21,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <unistd.h>
@@ -52,23 +54,24 @@ double clockMs(clockid_t clock)
 // Where the jobs run: in this process, or in the recognition helper as Scrivlet runs them.
 class Engines {
 public:
-    // Loads the text engine with textTuning, unless there is none (barcodes only).
-    static Engines inProcess(const std::optional<Platform::TesseractTuning> &textTuning)
+    // Loads the text engine for the languages with textTuning, unless there is none (barcodes only).
+    static Engines inProcess(const std::optional<Platform::TesseractTuning> &textTuning, const QString &languages)
     {
         Engines engines;
         if (textTuning)
             engines.m_text = Platform::TesseractTextRecognizer::load(
-                Platform::TesseractTextRecognizer::debianModelFolder, *textTuning);
+                Platform::TesseractTextRecognizer::debianModelFolder, *textTuning, languages);
         return engines;
     }
-    static Engines isolated()
+    static Engines isolated(const QString &languages)
     {
         Engines engines;
+        engines.m_languages = languages;
         engines.m_helper = std::make_unique<Platform::RecognizerProcess>(QStringLiteral(SCRIVLET_RECOGNIZER_HELPER));
-        // The helper loads the model at its start; waiting for a first job keeps that out of the figures.
+        // The helper loads the models at its start; waiting for a first job keeps that out of the figures.
         QImage blank(1, 1, QImage::Format_RGB32);
         blank.fill(Qt::white);
-        engines.m_helper->recognize(blank, QStringLiteral("eng")).waitForFinished();
+        engines.m_helper->recognize(blank, languages).waitForFinished();
         return engines;
     }
 
@@ -77,7 +80,7 @@ public:
     std::vector<QString> recognize(const QImage &capture)
     {
         if (m_helper)
-            return m_helper->recognize(capture, QStringLiteral("eng")).result();
+            return m_helper->recognize(capture, m_languages).result();
         return m_text ? m_text->recognize(capture) : std::vector<QString>();
     }
     std::vector<Platform::BarcodeObservation> detect(const QImage &capture)
@@ -102,11 +105,13 @@ private:
 
     std::unique_ptr<Platform::TesseractTextRecognizer> m_text;
     std::unique_ptr<Platform::RecognizerProcess> m_helper;
+    QString m_languages;
 };
 
 int usage()
 {
-    std::fprintf(stderr, "usage: scrivlet-bench ocr MANIFEST [--isolated] [--out DIR] [--tune NAME=VALUE]...\n"
+    std::fprintf(stderr, "usage: scrivlet-bench ocr MANIFEST [--isolated] [--language auto|LANG[+LANG...]] [--out DIR] "
+                         "[--tune NAME=VALUE]...\n"
                          "       scrivlet-bench barcode MANIFEST [--isolated]\n");
     return 2;
 }
@@ -155,6 +160,7 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, Engines engin
     }
 
     Bench::EditCount chars, words;
+    std::map<QString, Bench::EditCount> charsByLanguage; // where the manifest has a "language" column
     Timings timings, cpu;
     for (const QStringList &cells : manifest.rows) {
         const Bench::ManifestRow row{cells, &manifest.header};
@@ -186,6 +192,10 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, Engines engin
         const auto w = Bench::wordEdits(reference, hypothesis);
         chars.distance += c.distance;
         chars.referenceLength += c.referenceLength;
+        if (const QString language = row.value(QStringLiteral("language")); !language.isEmpty()) {
+            charsByLanguage[language].distance += c.distance;
+            charsByLanguage[language].referenceLength += c.referenceLength;
+        }
         words.distance += w.distance;
         words.referenceLength += w.referenceLength;
         std::printf("%s\tchar_errors=%lld/%lld\tword_errors=%lld/%lld\tms=%.1f\n", qPrintable(file),
@@ -196,6 +206,10 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, Engines engin
         return e.referenceLength ? 100.0 * double(e.distance) / double(e.referenceLength) : 0.0;
     };
     std::printf("cpu_median_ms=%.1f cpu_p95_ms=%.1f\n", cpu.percentile(0.5), cpu.percentile(0.95));
+    for (const auto &[language, edits] : charsByLanguage)
+        std::printf("CER[%s]=%.2f ", qPrintable(language), percent(edits));
+    if (!charsByLanguage.empty())
+        std::printf("\n");
     std::printf("CER=%.2f WER=%.2f median_ms=%.1f p95_ms=%.1f n=%zu\n", percent(chars), percent(words),
                 timings.percentile(0.5), timings.percentile(0.95), timings.ms.size());
     return 0;
@@ -263,9 +277,12 @@ int main(int argc, char *argv[])
     Platform::TesseractTuning tuning;
     bool tuned = false;
     bool isolated = false;
+    QString languages = QStringLiteral("eng");
     for (int i = 2; i < args.size(); ++i) {
         if (args[i] == u"--out" && i + 1 < args.size())
             outDir = args[++i];
+        else if (args[i] == u"--language" && i + 1 < args.size())
+            languages = args[++i];
         else if (args[i] == u"--tune" && i + 1 < args.size() && applyTuning(tuning, args[++i]))
             tuned = true;
         else if (args[i] == u"--isolated")
@@ -278,11 +295,21 @@ int main(int argc, char *argv[])
         return usage();
     if (mode == u"ocr") {
         const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("gt")});
-        return manifest ? runOcr(*manifest, outDir, isolated ? Engines::isolated() : Engines::inProcess(tuning)) : 1;
+        if (languages == u"auto") // as Scrivlet chooses them with nothing chosen, in this process's locale
+            languages = Platform::chooseLanguages(
+                {},
+                Platform::installedLanguages(QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder)),
+                Platform::desktopLanguage());
+        std::fprintf(stderr, "languages: %s\n", qPrintable(languages));
+        return manifest ? runOcr(*manifest, outDir,
+                                 isolated ? Engines::isolated(languages) : Engines::inProcess(tuning, languages))
+                        : 1;
     }
     if (mode == u"barcode" && outDir.isEmpty() && !tuned) {
         const auto manifest = Bench::readManifest(args[1], {QStringLiteral("file"), QStringLiteral("expected_hex")});
-        return manifest ? runBarcode(*manifest, isolated ? Engines::isolated() : Engines::inProcess(std::nullopt)) : 1;
+        return manifest ? runBarcode(*manifest, isolated ? Engines::isolated(languages)
+                                                         : Engines::inProcess(std::nullopt, languages))
+                        : 1;
     }
     return usage();
 }
