@@ -7,6 +7,7 @@
 #include "platform/recognition_languages.h"
 #include "platform/recognizer_process.h"
 #include "platform/tesseract_text_recognizer.h"
+#include "platform/text_reader.h"
 #include "platform/zxing_barcode_detector.h"
 
 #include <QCoreApplication>
@@ -59,8 +60,8 @@ public:
     {
         Engines engines;
         if (textTuning)
-            engines.m_text = Platform::TesseractTextRecognizer::load(
-                Platform::TesseractTextRecognizer::debianModelFolder, *textTuning, languages);
+            engines.m_text = Platform::TextReader::load(
+                languages, QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder), *textTuning);
         return engines;
     }
     static Engines isolated(const QString &languages)
@@ -75,6 +76,8 @@ public:
         return engines;
     }
 
+    // The models the last capture was read with, where this process reads.
+    [[nodiscard]] QString lastLanguages() const { return m_text ? m_text->lastLanguages() : QString(); }
     [[nodiscard]] bool readsText() const { return m_helper || m_text; }
 
     std::vector<QString> recognize(const QImage &capture)
@@ -103,7 +106,7 @@ public:
 private:
     Engines() = default;
 
-    std::unique_ptr<Platform::TesseractTextRecognizer> m_text;
+    std::unique_ptr<Platform::TextReader> m_text;
     std::unique_ptr<Platform::RecognizerProcess> m_helper;
     QString m_languages;
 };
@@ -198,9 +201,10 @@ int runOcr(const Bench::Manifest &manifest, const QString &outDir, Engines engin
         }
         words.distance += w.distance;
         words.referenceLength += w.referenceLength;
-        std::printf("%s\tchar_errors=%lld/%lld\tword_errors=%lld/%lld\tms=%.1f\n", qPrintable(file),
+        std::printf("%s\tchar_errors=%lld/%lld\tword_errors=%lld/%lld\tms=%.1f\t%s\n", qPrintable(file),
                     static_cast<long long>(c.distance), static_cast<long long>(c.referenceLength),
-                    static_cast<long long>(w.distance), static_cast<long long>(w.referenceLength), timings.ms.back());
+                    static_cast<long long>(w.distance), static_cast<long long>(w.referenceLength), timings.ms.back(),
+                    qPrintable(engines.lastLanguages()));
     }
     const auto percent = [](const Bench::EditCount &e) {
         return e.referenceLength ? 100.0 * double(e.distance) / double(e.referenceLength) : 0.0;

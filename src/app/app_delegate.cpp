@@ -244,7 +244,8 @@ QString AppDelegate::textLanguages()
         }
     }
     const QString languages = Platform::chooseLanguages(choice, installed, desktop);
-    if (languages.section(u'+', 0, 0) != desktop)
+    // The helper says which language an automatic reading found, where it is not the desktop's.
+    if (!languages.startsWith(QStringLiteral("auto")) && languages.section(u'+', 0, 0) != desktop)
         printLine(QStringLiteral("Recognition language: ") + languages);
     return languages;
 }

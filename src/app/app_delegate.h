@@ -87,8 +87,8 @@ private:
     void buildMainMenu();
     void openUrl(const QUrl &url);
     void announce(const QString &status, ProgressHUDMode mode);
-    // The languages of the next text capture, as Tesseract takes them: the user's choice of those installed, else
-    // the desktop's language and English.
+    // The languages of the next text capture (chooseLanguages()): the user's choice of those installed, else
+    // automatic, preferring the desktop's language.
     QString textLanguages();
 
     Platform::Services m_services;

@@ -101,6 +101,7 @@ TesseractTextRecognizer::~TesseractTextRecognizer() = default;
 
 std::vector<QString> TesseractTextRecognizer::recognize(const QImage &capture)
 {
+    m_lastConfidence = 0;
     const auto prepared = prepareTextImage(capture, m_tuning.image);
     if (!prepared)
         return {};
@@ -118,6 +119,9 @@ std::vector<QString> TesseractTextRecognizer::recognize(const QImage &capture)
                     lines.push_back(std::move(text));
             } while (it->Next(tesseract::RIL_TEXTLINE));
         }
+        m_lastConfidence = m_api->MeanTextConf();
+    } else {
+        m_lastConfidence = 0;
     }
     m_api->Clear();
     return lines;

@@ -41,6 +41,8 @@ public:
     // The capture's text lines in reading order; none for a capture that cannot be read (null, empty, larger
     // than any screen) or holds no text.
     [[nodiscard]] std::vector<QString> recognize(const QImage &capture);
+    // How sure the engine was of the last capture's words, 0–100; 0 when it found none.
+    [[nodiscard]] int lastConfidence() const { return m_lastConfidence; }
 
 private:
     struct ApiDeleter {
@@ -51,6 +53,7 @@ private:
 
     Api m_api;
     TesseractTuning m_tuning;
+    int m_lastConfidence = 0;
 };
 
 } // namespace Platform

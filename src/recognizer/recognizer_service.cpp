@@ -129,8 +129,7 @@ std::optional<QByteArray> readAndAnswer(int input, const RecognizerRequestHeader
 
 Engines Engines::load(const QString &languages)
 {
-    Engines engines{Platform::TesseractTextRecognizer::load(
-        QString::fromLatin1(Platform::TesseractTextRecognizer::debianModelFolder), {}, languages)};
+    Engines engines{Platform::TextReader::load(languages)};
     if (!engines.text)
         qCWarning(lcRecognizer) << "no text model for" << languages << ": text jobs find nothing";
     return engines;
@@ -142,8 +141,12 @@ QByteArray answer(RecognizerRequest request, Engines &engines)
         std::abort();
     const QImage capture = std::move(request.image);
     try {
-        if (request.job == RecognizerJob::text)
-            return Platform::encodeReply(engines.text ? engines.text->recognize(capture) : std::vector<QString>());
+        if (request.job == RecognizerJob::text) {
+            std::vector<QString> lines = engines.text ? engines.text->recognize(capture) : std::vector<QString>();
+            if (engines.text && engines.text->choseAnother())
+                qCInfo(lcRecognizer).noquote() << "read in" << engines.text->lastLanguages();
+            return Platform::encodeReply(lines);
+        }
         return Platform::encodeReply(Platform::detectBarcodes(capture));
     } catch (const std::bad_alloc &) {
         // A capture too large for the memory left; Scrivlet says nothing was found.

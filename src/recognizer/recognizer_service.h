@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/recognizer_protocol.h"
-#include "platform/tesseract_text_recognizer.h"
+#include "platform/text_reader.h"
 
 #include <QByteArray>
 
@@ -11,9 +11,9 @@ namespace Recognizer {
 
 // The engines, loaded once when the helper starts.
 struct Engines {
-    std::unique_ptr<Platform::TesseractTextRecognizer> text; // null without the languages' models: no text is found
+    std::unique_ptr<Platform::TextReader> text; // null without the languages' models: no text is found
 
-    // languages as Tesseract takes them ("deu+eng").
+    // languages as chooseLanguages() gives them: "deu+eng", or "auto:deu".
     [[nodiscard]] static Engines load(const QString &languages = QStringLiteral("eng"));
 };
 

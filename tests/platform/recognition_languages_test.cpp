@@ -54,24 +54,60 @@ private slots:
         const QStringList all{u"deu"_s, u"eng"_s, u"fra"_s};
         QTest::addColumn<QStringList>("choice");
         QTest::addColumn<QStringList>("installed");
-        QTest::addColumn<QString>("desktop");
         QTest::addColumn<QString>("languages");
-        QTest::newRow("the choice, in its order") << QStringList{u"fra"_s, u"deu"_s} << all << u"eng"_s << u"fra+deu"_s;
-        QTest::newRow("a chosen language gone")
-            << QStringList{u"ita"_s, u"deu"_s, u"deu"_s} << all << u"eng"_s << u"deu"_s;
-        QTest::newRow("nothing chosen is there: automatic") << QStringList{u"ita"_s} << all << u"fra"_s << u"fra+eng"_s;
-        QTest::newRow("automatic, English desktop") << QStringList() << all << u"eng"_s << u"eng"_s;
-        QTest::newRow("automatic, the desktop's model missing") << QStringList() << all << u"rus"_s << u"eng"_s;
-        QTest::newRow("automatic without English") << QStringList() << QStringList{u"deu"_s} << u"deu"_s << u"deu"_s;
-        QTest::newRow("nothing installed") << QStringList{u"deu"_s} << QStringList() << u"deu"_s << u"eng"_s;
+        QTest::newRow("the choice, in its order") << QStringList{u"fra"_s, u"deu"_s} << all << u"fra+deu"_s;
+        QTest::newRow("a chosen language gone") << QStringList{u"ita"_s, u"deu"_s, u"deu"_s} << all << u"deu"_s;
+        QTest::newRow("nothing chosen is there") << QStringList{u"ita"_s} << all << u"auto:rus"_s;
+        QTest::newRow("nothing chosen") << QStringList() << all << u"auto:rus"_s;
     }
     void choice()
     {
         QFETCH(QStringList, choice);
         QFETCH(QStringList, installed);
-        QFETCH(QString, desktop);
         QFETCH(QString, languages);
-        QCOMPARE(Platform::chooseLanguages(choice, installed, desktop), languages);
+        QCOMPARE(Platform::chooseLanguages(choice, installed, u"rus"_s), languages);
+    }
+
+    void languageOfAText_data()
+    {
+        const QStringList latin{u"deu"_s, u"eng"_s, u"fra"_s, u"spa"_s};
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("candidates");
+        QTest::addColumn<QString>("language");
+        QTest::newRow("German") << u"Die Datei konnte nicht gelesen werden, und der Vorgang ist abgebrochen"_s << latin
+                                << u"deu"_s;
+        // As the English model reads it: no umlauts, the words still there.
+        QTest::newRow("German without umlauts")
+            << u"Konnte die Datei fur den Export nicht offnen"_s << latin << u"deu"_s;
+        QTest::newRow("French") << u"Impossible de lire le fichier : les droits sont insuffisants pour cette action"_s
+                                << latin << u"fra"_s;
+        QTest::newRow("Spanish") << u"No se pudo abrir el archivo porque los permisos no son suficientes"_s << latin
+                                 << u"spa"_s;
+        QTest::newRow("Russian") << u"Не удалось открыть файл для записи"_s << QStringList{u"rus"_s, u"ukr"_s}
+                                 << u"rus"_s;
+        QTest::newRow("too few words to tell") << u"Speichern unter"_s << latin << QString();
+        // Names and addresses with a stray "de" and "se" are no Spanish.
+        QTest::newRow("stray short words")
+            << u"Copyright: 2019, Bjorn Stenberg, <bjorn@haxx.se> Tom Jones <tom@gmx.de> "
+               u"Milo Casagrande <milo@ubuntu.com> http://scripts.sil.org/OFL"_s
+            << latin << QString();
+        QTest::newRow("a language not among the candidates")
+            << u"Die Datei konnte nicht gelesen werden"_s << QStringList{u"eng"_s, u"fra"_s} << QString();
+    }
+    void languageOfAText()
+    {
+        QFETCH(QString, text);
+        QFETCH(QStringList, candidates);
+        QFETCH(QString, language);
+        QCOMPARE(Platform::identifyLanguage(text, candidates).value_or(QString()), language);
+    }
+
+    void scripts()
+    {
+        QCOMPARE(Platform::scriptOf(u"deu"), u"Latin"_s);
+        QCOMPARE(Platform::scriptOf(u"rus"), u"Cyrillic"_s);
+        QCOMPARE(Platform::scriptOf(u"script/Cyrillic"), u"Cyrillic"_s);
+        QCOMPARE(Platform::scriptOf(u"xyz"), QString());
     }
 };
 
