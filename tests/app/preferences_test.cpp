@@ -39,6 +39,21 @@ private slots:
         QCOMPARE(textHistory(defaults), QStringList{QStringLiteral("new")});
     }
 
+    void recognitionLanguagesRoundTripAndAutomaticIsNoValue()
+    {
+        UserDefaults defaults = freshDefaults();
+        QCOMPARE(recognitionLanguages(defaults), QStringList()); // automatic
+        setRecognitionLanguages(defaults, {QStringLiteral("fra"), QStringLiteral("deu")});
+        QCOMPARE(UserDefaults(defaults.filePath()).stringArray(QStringLiteral("RecognitionLanguages")),
+                 (QStringList{QStringLiteral("fra"), QStringLiteral("deu")}));
+        QCOMPARE(recognitionLanguages(defaults), (QStringList{QStringLiteral("fra"), QStringLiteral("deu")}));
+        setRecognitionLanguages(defaults, {});
+        QVERIFY(!defaults.contains(QStringLiteral("RecognitionLanguages")));
+        // Written by hand, and wrong: automatic.
+        defaults.setString(QStringLiteral("RecognitionLanguages"), QStringLiteral("deu"));
+        QCOMPARE(recognitionLanguages(defaults), QStringList());
+    }
+
     void prependingKeepsTheNewestTexts_data()
     {
         QTest::addColumn<QByteArray>("stored"); // the file's contents; empty for no file
