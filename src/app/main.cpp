@@ -9,6 +9,7 @@
 #include "platform/service_choice.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QTimer>
 #include <QUrl>
 
@@ -33,10 +34,45 @@ QList<QUrl> urlsFromArguments(int argc, char **argv)
     return urls;
 }
 
+bool asksForHelpOrVersion(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArrayView argument(argv[i]);
+        if (argument == "--help" || argument == "-h" || argument == "--help-all" || argument == "--version" ||
+            argument == "-v")
+            return true;
+    }
+    return false;
+}
+
+// Prints the help or the version and ends the process, without a display.
+[[noreturn]] void answerHelpOrVersion(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("scrivlet"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(SCRIVLET_VERSION));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Puts the text shown in any part of the screen on the clipboard; lives in the tray.\n"
+                       "Started again, it hands its URLs to the running Scrivlet:\n"
+                       "  scrivlet:///_Grab_            start a text capture\n"
+                       "  scrivlet:///_ReadQRCode_      start a code capture\n"
+                       "  scrivlet:///_clear-history_   empty the history"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("urls"), QStringLiteral("Requests, as listed above."),
+                                 QStringLiteral("[URL...]"));
+    parser.process(app); // exits after --help or --version
+    std::exit(EXIT_SUCCESS);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    // Answered before anything needs a display or the runtime folder; every other argument is a URL.
+    if (asksForHelpOrVersion(argc, argv))
+        answerHelpOrVersion(argc, argv);
     // A launcher that has gone away (an autostart runner, a closed terminal) leaves standard output a broken pipe;
     // a diagnostic line must not end the program.
     std::signal(SIGPIPE, SIG_IGN);
