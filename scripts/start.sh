@@ -18,7 +18,7 @@ if [[ -z "${DISPLAY:-}" && -z "${WAYLAND_DISPLAY:-}" ]]; then
 fi
 # One instance per session: a running Scrivlet is left as it is.
 if pgrep -u "$(id -u)" -x scrivlet >/dev/null; then
-    echo "Scrivlet was running already; the new build starts with your next login, or after Quit in its menu."
+    echo "Scrivlet was running already. To start the new build, choose Quit in its menu and run this again."
     exit 0
 fi
 log=$(mktemp --tmpdir scrivlet-start.XXXXXX.log)
