@@ -15,7 +15,7 @@ namespace Platform {
 class NotificationStoreReview final : public QObject, public StoreReview {
     Q_OBJECT
 public:
-    static constexpr auto storePage = "appstream://scrivlet";
+    static constexpr auto storePage = "appstream://app.scrivlet.Scrivlet";
 
     // Empty when the session has no bus; urlOpener must outlive the object.
     [[nodiscard]] static std::unique_ptr<NotificationStoreReview> connect(UrlOpener &urlOpener);

@@ -134,7 +134,7 @@ private slots:
         };
         // The server's answer to Notify may still be on its way; the click comes when the user makes it.
         QTRY_VERIFY((invoke(7, QStringLiteral("rate")), !opener.opened.isEmpty()));
-        QCOMPARE(opener.opened.first(), QUrl(QStringLiteral("appstream://scrivlet")));
+        QCOMPARE(opener.opened.first(), QUrl(QStringLiteral("appstream://app.scrivlet.Scrivlet")));
 
         QTest::qWait(300); // clicks the loop sent before the first one arrived
         opener.opened.clear();
