@@ -29,7 +29,7 @@ if [[ "${1:-}" == "--test" ]]; then
         # a StatusNotifierItem tray host (its systray plugin), for the tray over D-Bus
         xfce4-panel
         # the validators of what is installed: AppStream metadata and the manual page
-        appstream man-db
+        appstream man-db file
         # KDE's compositor, headless, with the desktop portal and its KDE back end (a Qt 5 program on Wayland)
         kwin-wayland xdg-desktop-portal xdg-desktop-portal-kde qtwayland5
         # the QML controls of the two modules, which the program itself does not use

@@ -18,6 +18,10 @@ for file in bin/scrivlet share/applications/scrivlet.desktop share/metainfo/app.
     share/man/man1/scrivlet.1 share/icons/hicolor/scalable/apps/scrivlet.svg; do
     check test -s "$prefix/$file"
 done
+# The fixed sizes, each a PNG of its size.
+for size in 16 22 24 32 48 64 128 256; do
+    check grep -q "PNG image data, $size x $size" <(file "$prefix/share/icons/hicolor/${size}x${size}/apps/scrivlet.png")
+done
 check desktop-file-validate "$prefix/share/applications/scrivlet.desktop"
 check appstreamcli validate --no-net --explain "$prefix/share/metainfo/app.scrivlet.Scrivlet.metainfo.xml"
 # The software centre's entry starts the program the desktop file names.
