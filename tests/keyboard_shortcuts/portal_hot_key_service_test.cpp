@@ -80,12 +80,32 @@ public:
         m_process.write((line + u'\n').toUtf8());
         m_process.waitForBytesWritten(1000);
     }
+    // The desktop's signals for a shortcut of a session, as a key press and release make them.
+    void activate(const QString &session, const QString &id = name) { send(u"activate %1 %2"_s.arg(session, id)); }
+    void deactivate(const QString &session, const QString &id = name) { send(u"deactivate %1 %2"_s.arg(session, id)); }
 
 private:
     PortalStandIn() = default;
     QProcess m_process;
     QList<QStringList> m_unread;
     QList<QStringList> m_seen;
+};
+
+// A stand-in portal and a service that uses it.
+struct Portal {
+    std::unique_ptr<PortalStandIn> standIn;
+    std::unique_ptr<HotKeyService> service;
+
+    [[nodiscard]] static std::optional<Portal> start(const QStringList &options = {})
+    {
+        Portal portal{PortalStandIn::start(options), nullptr};
+        if (!portal.standIn)
+            return std::nullopt;
+        portal.service = makePortalHotKeyService(KeyNames(*makeUsKeyboardLayout()));
+        if (!portal.service)
+            return std::nullopt;
+        return portal;
+    }
 };
 
 // What the handlers of a grab were called for, in order.
@@ -127,10 +147,9 @@ private slots:
 
     void theShortcutIsBoundWithItsPreferredTrigger()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers());
         QVERIFY(grab);
@@ -148,10 +167,9 @@ private slots:
 
     void withoutACommandTheNameDescribesTheShortcut()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers(name, std::nullopt));
         const auto bound = standIn->next(u"BindShortcuts"_s);
@@ -161,10 +179,9 @@ private slots:
 
     void anActivationPressesAndReleasesOnce()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers());
         const auto bound = standIn->next(u"BindShortcuts"_s);
@@ -174,28 +191,27 @@ private slots:
         // Another shortcut id and another session are not ours.
         standIn->send(u"activate %1 otherShortcut"_s.arg(session));
         standIn->send(u"activate /org/freedesktop/portal/desktop/session/1_99/other %1"_s.arg(name));
-        standIn->send(u"activate %1 %2"_s.arg(session, name));
+        standIn->activate(session);
         QTRY_COMPARE(calls.events, QStringList{u"press"_s});
         // A repeat while held is no second press.
-        standIn->send(u"activate %1 %2"_s.arg(session, name));
-        standIn->send(u"deactivate %1 %2"_s.arg(session, name));
+        standIn->activate(session);
+        standIn->deactivate(session);
         QTRY_COMPARE(calls.events, (QStringList{u"press"_s, u"release"_s}));
-        standIn->send(u"deactivate %1 %2"_s.arg(session, name));
+        standIn->deactivate(session);
         QTest::qWait(int(portalReleaseDelay.count()) + 300);
         QCOMPARE(calls.events, (QStringList{u"press"_s, u"release"_s}));
     }
 
     void aPressWithoutReleaseIsReleasedLater()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers());
         const auto bound = standIn->next(u"BindShortcuts"_s);
         QVERIFY(bound);
-        standIn->send(u"activate %1 %2"_s.arg(bound->value(0), name));
+        standIn->activate(bound->value(0));
         QTRY_COMPARE(calls.events, QStringList{u"press"_s});
         QElapsedTimer clock;
         clock.start();
@@ -207,10 +223,9 @@ private slots:
 
     void droppingTheGrabClosesItsSession()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         auto grab = service->grab(superShift2, calls.handlers());
         const auto bound = standIn->next(u"BindShortcuts"_s);
@@ -220,17 +235,16 @@ private slots:
         QVERIFY(closed);
         QCOMPARE(closed->value(0), bound->value(0));
         // The dropped grab hears nothing of its shortcut any more.
-        standIn->send(u"activate %1 %2"_s.arg(bound->value(0), name));
+        standIn->activate(bound->value(0));
         QTest::qWait(200);
         QVERIFY(calls.events.isEmpty());
     }
 
     void aChangedShortcutIsBoundAgain()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls first;
         auto grab = service->grab(superShift2, first.handlers());
         const auto firstBound = standIn->next(u"BindShortcuts"_s);
@@ -248,18 +262,17 @@ private slots:
         const auto bound = standIn->next(u"BindShortcuts"_s);
         QVERIFY(bound);
         QCOMPARE(bound->value(3), u"LOGO+SHIFT+3"_s);
-        standIn->send(u"activate %1 %2"_s.arg(bound->value(0), name));
-        standIn->send(u"deactivate %1 %2"_s.arg(bound->value(0), name));
+        standIn->activate(bound->value(0));
+        standIn->deactivate(bound->value(0));
         QTRY_COMPARE(second.events, (QStringList{u"press"_s, u"release"_s}));
         QVERIFY(first.events.isEmpty());
     }
 
     void aGrabDroppedWhileTheSessionIsMadeClosesItOnceMade()
     {
-        const auto standIn = PortalStandIn::start({u"--delay-create"_s, u"300"_s});
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start({u"--delay-create"_s, u"300"_s});
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         auto grab = service->grab(superShift2, calls.handlers());
         const auto created = standIn->next(u"CreateSession"_s);
@@ -276,17 +289,16 @@ private slots:
     {
         // As KDE Plasma 5.27 does: the session binds the shortcuts given with it, and binding again would open the
         // desktop's settings.
-        const auto standIn = PortalStandIn::start({u"--holds-shortcuts"_s});
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start({u"--holds-shortcuts"_s});
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers());
         const auto created = standIn->next(u"CreateSession"_s);
         QVERIFY(created);
         QCOMPARE(created->value(1), u"1"_s);
-        standIn->send(u"activate %1 %2"_s.arg(created->value(0), name));
-        standIn->send(u"deactivate %1 %2"_s.arg(created->value(0), name));
+        standIn->activate(created->value(0));
+        standIn->deactivate(created->value(0));
         QTRY_COMPARE(calls.events, (QStringList{u"press"_s, u"release"_s}));
         QCOMPARE(standIn->count(u"BindShortcuts"_s, 200ms), 0);
     }
@@ -303,10 +315,9 @@ private slots:
     {
         QFETCH(QString, option);
         QFETCH(QString, reason);
-        const auto standIn = PortalStandIn::start({option});
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start({option});
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         QTest::ignoreMessage(QtWarningMsg,
                              QRegularExpression(u"global shortcut toggleUnicornMode \\(LOGO\\+SHIFT\\+2\\) does not "
                                                 u"work: "_s +
@@ -333,10 +344,9 @@ private slots:
 
     void aSessionTheDesktopClosesIsLost()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         const auto grab = service->grab(superShift2, calls.handlers());
         const auto bound = standIn->next(u"BindShortcuts"_s);
@@ -344,17 +354,16 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"the desktop closed the shortcut session"_s));
         standIn->send(u"close %1"_s.arg(bound->value(0)));
         QTRY_COMPARE(calls.events, QStringList{u"lost"_s});
-        standIn->send(u"activate %1 %2"_s.arg(bound->value(0), name));
+        standIn->activate(bound->value(0));
         QTest::qWait(200);
         QCOMPARE(calls.events, QStringList{u"lost"_s});
     }
 
     void aPortalThatGoesAwayLosesItsGrabs()
     {
-        auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         auto grab = service->grab(superShift2, calls.handlers());
         QVERIFY(standIn->next(u"BindShortcuts"_s));
@@ -367,10 +376,9 @@ private slots:
 
     void grabsTheServiceCannotAskForAreRefusedAtOnce()
     {
-        const auto standIn = PortalStandIn::start();
-        QVERIFY(standIn);
-        const auto service = makePortalHotKeyService(keyNames());
-        QVERIFY(service);
+        auto portal = Portal::start();
+        QVERIFY(portal);
+        auto &[standIn, service] = *portal;
         Calls calls;
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"needs a name"_s));
         QVERIFY(!service->grab(superShift2, calls.handlers(QString())));
