@@ -17,8 +17,8 @@ struct Name {
     std::optional<Shortcut> defaultShortcut;
 
     Name() = default;
-    explicit Name(QString rawValue, std::optional<Shortcut> defaultShortcut = std::nullopt)
-        : rawValue(std::move(rawValue)), defaultShortcut(defaultShortcut)
+    explicit Name(QString value, std::optional<Shortcut> initialShortcut = std::nullopt)
+        : rawValue(std::move(value)), defaultShortcut(initialShortcut)
     {}
 
     // Where the standard user defaults keep the slot's shortcut: "KeyboardShortcuts_" + rawValue.

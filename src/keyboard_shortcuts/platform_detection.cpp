@@ -56,8 +56,8 @@ public:
                 {Key::slash, "/"},      {Key::leftBracket, "["}, {Key::rightBracket, "]"},
             };
             // clang-format on
-            for (const auto &[key, text] : keys)
-                table.insert(key.rawValue, QString::fromLatin1(text));
+            for (const auto &[fixedKey, text] : keys)
+                table.insert(fixedKey.rawValue, QString::fromLatin1(text));
             return table;
         }();
         const auto found = texts.constFind(key.rawValue);
