@@ -16,6 +16,7 @@ const QString automatic = QStringLiteral("auto");
 constexpr int unsureBelow = 75;
 // How much surer another script's model must be: code and symbols leave every model somewhat unsure.
 constexpr int scriptMargin = 10;
+constexpr qsizetype maxModelsTogether = 5;
 
 // The top of the capture down to the end of its second band of ink rows (two lines of text), with the gap below
 // it; empty when the capture has no more than that.
@@ -130,9 +131,10 @@ QString TextReader::languageOf(const QImage &capture, QString text, int confiden
             }
         }
     }
+    // Languages, not script models, and only those whose words can be told apart.
     QStringList sameScript;
     for (const QString &candidate : std::as_const(m_installed)) {
-        if (scriptOf(candidate) == script)
+        if (!candidate.startsWith(u"script/") && scriptOf(candidate) == script)
             sameScript << candidate;
     }
     if (const std::optional<QString> identified = identifyLanguage(text, sameScript))
@@ -141,6 +143,8 @@ QString TextReader::languageOf(const QImage &capture, QString text, int confiden
     if (sameScript.size() > 1) {
         sameScript.removeOne(language);
         sameScript.prepend(language);
+        // A reading with every model of a script (tesseract-ocr-all) would take minutes.
+        sameScript = sameScript.mid(0, maxModelsTogether);
         if (TesseractTextRecognizer *together = engine(sameScript.join(u'+')))
             return identifyLanguage(joined(readSample(*together)), sameScript).value_or(language);
     }
