@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -56,7 +57,11 @@ void answerInChild(Platform::RecognizerRequest request, Recognizer::Engines &eng
         _exit(problem ? 2 : 0);
     }
     int status = 0;
-    if (waitpid(child, &status, 0) != child)
+    pid_t waited = 0;
+    do // libFuzzer's timer signal may interrupt the wait
+        waited = waitpid(child, &status, 0);
+    while (waited < 0 && errno == EINTR);
+    if (waited != child)
         fail("waitpid failed");
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT)
         return;
